@@ -1,0 +1,241 @@
+// The workspace: the one shared state that readers fill, the engine transforms and displays read.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "workspace/Matrix.h"
+
+namespace tintara {
+
+// Spectral axis of every measured curve: 40 points, 360..750 nm in 10 nm steps.
+inline constexpr int kPointCount = 40;
+// Fine spectra: 391 points, 360..750 nm in 1 nm steps.
+inline constexpr int kFinePointCount = 391;
+// Entries of the instrument catalogue.
+inline constexpr int kInstrumentCount = 43;
+// Values per sample and geometry in SampleDeltas: DL, Da, Db, DE uncorrected, then corrected.
+inline constexpr int kDeltasPerGeometry = 8;
+// Columns of SampleDeltas: the SCI group (0..7) then the SCE group (8..15).
+inline constexpr int kSampleDeltaColumns = 2 * kDeltasPerGeometry;
+// The host's 16-bit True, kept where a Boolean travels through an integer (LastResult).
+inline constexpr int16_t kTrue = -1;
+inline constexpr int16_t kFalse = 0;
+
+// A file's last-write time as the eight words of a Windows SYSTEMTIME, in the structure's order.
+struct SystemTime {
+    int16_t wYear = 0;
+    int16_t wMonth = 0;
+    int16_t wDayOfWeek = 0;
+    int16_t wDay = 0;
+    int16_t wHour = 0;
+    int16_t wMinute = 0;
+    int16_t wSecond = 0;
+    int16_t wMilliseconds = 0;
+    bool operator==(const SystemTime&) const = default;
+};
+
+// One stored coefficient block of a coefficient file, indexed by spectral point 0..39 (point 0 is
+// never written or read). Slopes and intercepts are (point, segment j = 0..5), of which segments
+// 1..5 are stored; levels are (point, j = 0..4), of which 1..4 are stored (0 is unused).
+struct CoefficientBank {
+    std::array<double, kPointCount> Offset{};
+    std::array<double, kPointCount> Gain{};
+    std::array<double, kPointCount> GainTileReflectance{};
+    std::array<std::array<double, 6>, kPointCount> Slopes{};
+    std::array<std::array<double, 6>, kPointCount> Intercepts{};
+    std::array<std::array<double, 5>, kPointCount> Levels{};
+    std::array<std::array<double, 3>, kPointCount> Wavelength{};
+    bool operator==(const CoefficientBank&) const = default;
+};
+
+// Header fields of one instrument's tile set, as a coefficient file stores them.
+struct InstrumentHeader {
+    int16_t InstrumentID = 0;
+    std::string Status;
+    std::string TileSetSerial;
+    std::string Date;
+    SystemTime FileTime;
+    std::string Company;
+    std::string Serial;
+    std::string Operator;
+    bool operator==(const InstrumentHeader&) const = default;
+};
+
+// Reflectance curves of a fandeck: 40 points by angle position (0, 1) by record, stored
+// record-major so that one record's curves are contiguous.
+class FandeckCurves {
+public:
+    void Resize(std::size_t records, std::size_t angles = 2) {
+        m_records = records;
+        m_angles = angles;
+        m_data.assign(records * angles * kPointCount, 0.0);
+    }
+    std::size_t Records() const { return m_records; }
+    std::size_t Angles() const { return m_angles; }
+    double* Curve(std::size_t record, std::size_t angle) {
+        return m_data.data() + (record * m_angles + angle) * kPointCount;
+    }
+    const double* Curve(std::size_t record, std::size_t angle) const {
+        return m_data.data() + (record * m_angles + angle) * kPointCount;
+    }
+    double& operator()(std::size_t point, std::size_t angle, std::size_t record) {
+        return Curve(record, angle)[point];
+    }
+    double operator()(std::size_t point, std::size_t angle, std::size_t record) const {
+        return Curve(record, angle)[point];
+    }
+
+private:
+    std::size_t m_records = 0;
+    std::size_t m_angles = 0;
+    std::vector<double> m_data;
+};
+
+// The shared workspace. One object per application, owned by it and passed by reference; nothing
+// in the program keeps it in a global. Field names are the system's own. Per-tile arrays run over
+// tiles 0..TileCount inclusive: index TileCount is one extra slot that no record fills (its
+// reflectances are zero) and that takes part in every loop over the tiles. Reflectances are in
+// percent (0..100) as save sets hold them; colour differences are in the units of ColorSpace.
+struct GlobalVariables {
+    GlobalVariables();
+
+    // ---- tile-set size and reference tiles ----
+    int16_t TileCount = 0;
+    int16_t GainTile = 0;
+    int16_t OffsetTile = 0;
+    int16_t LinearityTileA = 0;
+    int16_t LinearityTileB = 0;
+    int16_t LinearityTileC = 0;
+
+    // ---- measured and corrected reflectances, (tile, point) ----
+    Matrix MasterReflectance;
+    Matrix TargetReflectance;
+    Matrix TargetSpareReflectance;
+    Matrix TargetAfterOffset;
+    Matrix TargetAfterGain;
+    Matrix TargetAfterLinearity;
+    Matrix TargetAfterWavelength;
+
+    // ---- fine spectra, (tile, 0..390) ----
+    Matrix MasterFineSpectrum;
+    Matrix TargetFineSpectrum;
+    Matrix GainFineSpectrum;
+    Matrix OffsetFineSpectrum;
+    Matrix LinearityFineSpectrum;
+    Matrix WavelengthFineSpectrum;
+    std::vector<double> FineSpectrum;
+
+    // ---- work buffers of the colour-difference routine ----
+    std::array<double, kPointCount> MasterWorkSpectrum{};
+    std::array<double, kPointCount> SampleWorkSpectrum{};
+    std::vector<double> DEResult;
+    std::vector<double> DeltaArrayA;
+    std::vector<double> DeltaArrayB;
+
+    // ---- coefficients (fixed size) ----
+    std::array<double, kPointCount> OffsetCoefficients{};
+    std::array<double, kPointCount> GainCoefficients{};
+    std::array<double, kPointCount> LinearityCoefficients{};
+    std::array<std::array<double, 3>, kPointCount> WavelengthCoefficients{};
+    std::array<std::array<double, 10>, kPointCount> LinearityPoints{};
+    std::array<std::array<double, 6>, kPointCount> LinearitySlopes{};
+    std::array<std::array<double, 6>, kPointCount> LinearityIntercepts{};
+    CoefficientBank Bank1Data;  // SCI
+    CoefficientBank Bank2Data;  // SCE
+
+    // ---- colour-difference tables ----
+    Matrix RawDE;  // (tile, 0..3): DL, Da, Db, DE
+    std::vector<double> OffsetDE;
+    std::vector<double> GainDE;
+    std::vector<double> LinearityDE;
+    std::vector<double> WavelengthDE;
+    Matrix FinalDE;  // (tile, 0..3)
+    std::vector<std::string> TileNames;
+
+    // ---- header data, one set per instrument ----
+    std::string MasterType, TargetType;
+    int16_t MasterInstrumentID = 0, TargetInstrumentID = 0;
+    std::string MasterStatus = "XXXXXX", TargetStatus = "XXXXXX";
+    std::string MasterCompany, TargetCompany;
+    std::string MasterSerial, TargetSerial;
+    std::string MasterOperator, TargetOperator;
+    std::string MasterTileSetSerial, TargetTileSetSerial;
+    std::string MasterDate, TargetDate;
+    SystemTime MasterFileTime, TargetFileTime;
+
+    // The header as last read from a coefficient file (the "file" copy the writer checks against).
+    InstrumentHeader FileMasterHeader, FileTargetHeader;
+
+    // ---- settings and choices ----
+    bool GeometryChoice = true;  // true: SCI, false: SCE
+    bool SCICoefficientsPresent = false;
+    bool SCECoefficientsPresent = false;
+    int16_t ColorSpace = 0;  // 0 CIELAB, 2 Hunter Lab
+    double SingleSampleTolerance = 0.5;
+    double AverageTolerance = 0.5;
+    bool UseCentroid = true;
+
+    // ---- files and load flags ----
+    std::string MasterSaveSetFile, TargetSaveSetFile, CorrelatedSaveSetFile, CoefficientFile;
+    bool MasterTileSetLoaded = false;
+    bool TargetTileSetLoaded = false;
+    bool MasterSaveSetLoaded = false;
+    bool TargetSaveSetLoaded = false;
+    bool CorrelatedSaveSetLoaded = false;
+    bool CoefficientsLoaded = false;
+    bool CoefficientsGenerated = false;
+
+    // ---- further shared state ----
+    int16_t LastResult = 0;
+    bool MasterTilesSelected = false;
+    bool TargetTilesSelected = false;
+    bool CoefficientsCalculated = false;
+    bool ProfileStatusError = false;
+    bool ShowPhaseProgress = false;
+    std::optional<std::chrono::system_clock::time_point> SCIProfileDate, SCEProfileDate;
+    std::string RecordCompany, RecordTileSetSerial, RecordSerial, RecordOperator;
+    // 32-bit (the original was 16-bit) so that fandecks of 100,000 records fit.
+    int32_t FandeckRecordCount = 0;
+    int16_t FandeckAngleCount = 0;
+    FandeckCurves MasterFandeckReflectance;
+    FandeckCurves TargetFandeckReflectance;
+    FandeckCurves CorrelatedFandeckReflectance;
+    std::vector<std::string> FandeckNames;
+    bool ConversionDone = false;
+    bool CorrelatedFandeckReady = false;
+    int32_t SampleCount = 0;
+    std::vector<std::string> SampleNames;
+    Matrix SampleDeltas;  // (sample 0..SampleCount, kSampleDeltaColumns); row SampleCount = averages
+    bool PerformanceDataReady = false;
+    bool PerformanceShowsSCI = false;
+    bool GridShowsSCI = false;
+    bool WindowInitialised = false;
+    int16_t TwipsPerPixel = 15;
+    bool WizardRunning = false;
+    bool WizardProceed = false;
+    std::string WizardTitle;
+    std::array<int16_t, kInstrumentCount> InstrumentIDs{};
+    std::array<std::string, kInstrumentCount> InstrumentNames{};
+
+    // Re-dimensions every per-tile array for tiles 0..tileCount (zero-filled), and sets TileCount.
+    void DimensionTileArrays(int16_t tileCount);
+    // Sets the reference tiles from the tile-set size (16, 28, 32 or 48); returns false, setting
+    // nothing, for any other size.
+    bool SetReferenceTiles(int16_t tileCount);
+    // The workspace reset: DE tables and tile names cleared for tiles 0..TileCount, offsets 0,
+    // gains and linearity 1, wavelength weights (0, 1, 0), both status texts "XXXXXX".
+    void InitializeVariables();
+};
+
+// The fixed reference-tile table by tile-set size.
+struct ReferenceTiles {
+    int16_t GainTile, OffsetTile, LinearityTileA, LinearityTileB, LinearityTileC;
+};
+std::optional<ReferenceTiles> ReferenceTilesFor(int tileCount);
+
+}  // namespace tintara
