@@ -2,11 +2,41 @@
 
 namespace tintara::cli {
 
-// Each command lives in its own Cmd*.cpp file.
-// (New commands: declare the function here and add a row below.)
+// Each command lives in its own Cmd<Name>.cpp file.
+int RunDemo(const Arguments&, CommandContext&);
+int RunShow(const Arguments&, CommandContext&);
+int RunLab(const Arguments&, CommandContext&);
+int RunImport(const Arguments&, CommandContext&);
+int RunExport(const Arguments&, CommandContext&);
+int RunProfile(const Arguments&, CommandContext&);
+int RunConvert(const Arguments&, CommandContext&);
+int RunCompare(const Arguments&, CommandContext&);
+int RunTolerances(const Arguments&, CommandContext&);
 
 const std::vector<Command>& AllCommands() {
     static const std::vector<Command> commands = {
+        {"demo", "demo [--dir DIR]",
+         "make the demo tile sets and fandecks in DIR and run the whole profile, coefficient "
+         "file, convert and compare road",
+         RunDemo},
+        {"show", "show FILE.wsv", "the save set's header and records", RunShow},
+        {"lab", "lab FILE [--space cielab|hunter] [--angle 0|1]",
+         "one line per record: name, L, a, b (tab-separated, 6 decimals)", RunLab},
+        {"import", "import IN -o OUT.wsv [--instrument ID] [--status TEXT] [--company TEXT]",
+         "CGATS (ISO 28178) -> save set", RunImport},
+        {"export", "export IN.wsv -o OUT.txt", "save set -> CGATS.17", RunExport},
+        {"profile",
+         "profile --master M.wsv --target T.wsv [--geometry sci|sce] [--nocentroid] "
+         "[--ccf OUT.ccf] [--results-dir DIR] [--report FILE.txt] [--certificate FILE.pdf]",
+         "profile the Target tile set to the Master and print the correlation grid", RunProfile},
+        {"convert", "convert --ccf C.ccf --in T.wsv --out OUT.wsv",
+         "correct a Target save set with a coefficient file", RunConvert},
+        {"compare",
+         "compare --master M.wsv --target T.wsv [--ccf C.ccf] [--sce] "
+         "[--report CompareReport.txt] [--certificate FILE.pdf]",
+         "compare two fandecks and print the performance grid and verdict", RunCompare},
+        {"tolerances", "tolerances [--single X] [--average Y] [--space cielab|hunter]",
+         "show, or validate and write, Profiler.ini", RunTolerances},
     };
     return commands;
 }
