@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <vector>
 
 #include "engine/ColorMatch.h"
 #include "workspace/GlobalVariables.h"
@@ -10,12 +12,24 @@
 
 namespace tintara {
 
+// How CalculateWavelength finds the weights of each point. Both give bit-identical coefficients,
+// corrected curves and DE tables; they differ only in the work done on the way.
+enum class WavelengthSearchMode {
+    // Every candidate is judged call by call through SingleTileCentroid and SingleTileLeastDiff,
+    // with all their side effects (a full colour difference per tile and candidate). Kept as the
+    // reference the fast path is tested against.
+    Reference,
+    // Only what decides the choice: the per-tile |difference| at the point being tuned, summed in
+    // the same tile order with the same floating-point expression (WavelengthSearch.h).
+    Fast,
+};
+
 // Works in place on the workspace it is given; procedures take no arguments beyond the tile or
 // wavelength of the single-tile steps and communicate only through the workspace. Every loop over
 // tiles runs 0..TileCount inclusive. Arithmetic faults (division by zero, non-finite results)
 // throw ComputeError naming the phase, tile and wavelength.
 class Utility {
-public:
+  public:
     explicit Utility(GlobalVariables& ws, ProgressSink& progress = NullProgress());
 
     ColorMatch PLM;  // the colour-matching component; its colour space follows ws.ColorSpace
@@ -32,7 +46,17 @@ public:
     void CheckMetamerism() {}
     static std::string ConvertBytetoString(const std::vector<uint8_t>& bytes);
 
+    // The open windows are the application's business, not the engine's: the application hands
+    // in a source of the names of its open forms. Without one, no form is loaded.
+    using OpenFormsSource = std::function<std::vector<std::string>()>;
+    void SetOpenFormsSource(OpenFormsSource source) { m_openForms = std::move(source); }
+    bool IsLoaded(const std::string& formName) const;
+    bool AnybodyLoaded() const { return IsLoaded("MatchResult"); }
+
     // ---- correction phases (UtilityPhases.cpp) ----
+    // Progress: CalculateOffset sets the maximum to (TileCount + 1) x 120 + 840 and the value to
+    // 0; the first three phases advance 1 per tile and point, the weight search 1 per centre
+    // weight and point.
     void CalculateOffset();
     void CalculateGain();
     void CalculateLinearity();
@@ -40,17 +64,31 @@ public:
     void SingleTileCentroid(int16_t tile);
     void SingleTileLeastDiff(int16_t tile, int16_t wavelength, double& difference);
 
+    void SetWavelengthSearchMode(WavelengthSearchMode mode) { m_searchMode = mode; }
+    WavelengthSearchMode GetWavelengthSearchMode() const { return m_searchMode; }
+
     // ---- fandeck comparison (UtilityFandeck.cpp) ----
     void AllocateFandeckArrays();
     void ProcessCorrelatedDeltas();
 
-private:
+    GlobalVariables& Workspace() { return m_ws; }
+    ProgressSink& Progress() { return m_progress; }
+
+  private:
     void BuildLinearityPoints();
     void FitLinearitySegments();
     void ApplyLinearity();
 
+    // Compares MasterReflectance(tile) with row `tile` of `output` through ReCalcDE and returns
+    // DE (DEResult element 6); a missing or non-finite DE throws ComputeError naming `phase`.
+    double EvaluateTile(const Matrix& output, int tile, const char* phase);
+    void SearchWeightsReference(int16_t wavelength);
+    void SearchWeightsFast(int16_t wavelength);
+
     GlobalVariables& m_ws;
     ProgressSink& m_progress;
+    WavelengthSearchMode m_searchMode = WavelengthSearchMode::Fast;
+    OpenFormsSource m_openForms;
 };
 
 }  // namespace tintara

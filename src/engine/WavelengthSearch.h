@@ -1,0 +1,54 @@
+// The three-point wavelength-scale weighting and the fast search for its weights.
+#pragma once
+
+#include <array>
+#include <cmath>
+
+#include "workspace/GlobalVariables.h"
+#include "workspace/Matrix.h"
+
+namespace tintara {
+
+// Weights of the neighbours w-1, w, w+1 of one spectral point.
+using WavelengthWeights = std::array<double, 3>;
+
+inline constexpr WavelengthWeights kIdentityWeights{0.0, 1.0, 0.0};
+
+// The corrected value at point w of a 40-point row. At the two ends the weight of the missing
+// neighbour is dropped, not redistributed. Both search paths and the final application use this
+// one expression, so their results agree to the bit.
+inline double ThreePointValue(const double* row, const WavelengthWeights& weights, int w) {
+    if (w == 0)
+        return weights[1] * row[0] + weights[2] * row[1];
+    if (w == kPointCount - 1)
+        return weights[0] * row[w - 1] + weights[1] * row[w];
+    return weights[0] * row[w - 1] + weights[1] * row[w] + weights[2] * row[w + 1];
+}
+
+// The search criterion of one tile: the absolute sample - master difference, written as the
+// square root of the square (which is what the reference computes; it equals |d| bit for bit).
+inline double LeastDifference(double sample, double master) {
+    const double d = sample - master;
+    return std::sqrt(d * d);
+}
+
+// One candidate of the weight search, in hundredths: left + centre + right = 100.
+struct WavelengthCandidate {
+    int Left, Centre, Right;
+    WavelengthWeights Weights() const { return {Left / 100.0, Centre / 100.0, Right / 100.0}; }
+};
+
+// Search order: centre 100 down to 80, inside it left 0 up to 20, skipping negative right
+// weights. 231 candidates; the first is the identity.
+inline constexpr int kCandidateCount = 231;
+inline constexpr int kCentreWeightSteps = 21;  // progress steps per point
+const std::array<WavelengthCandidate, kCandidateCount>& WavelengthCandidates();
+
+// The weights the search keeps for point w: the first candidate, in search order, whose sum over
+// tiles 0..tileCount of LeastDifference(ThreePointValue(linearity row, weights, w), master(t, w))
+// is strictly below the best sum so far, starting from the identity weights' sum; the identity
+// when none beats it. Needs linearity and master of at least tileCount + 1 rows of 40 points.
+WavelengthWeights FastWavelengthSearch(const Matrix& linearity, const Matrix& master, int tileCount,
+                                       int w);
+
+}  // namespace tintara
