@@ -1,0 +1,130 @@
+#!/bin/sh
+# Regenerates the independent colorimetry reference used by tests/engine/ColorMatch_test.cpp.
+#
+# Builds a set of 40-point reflectance curves (percent, 360-750 nm by 10 nm): the CIE 13.3 test
+# colour samples of data/cie taken at every 10 nm, and synthetic curves (greys, a near-black with
+# slightly negative ends, steep edges, narrow bands, saturated colours). ArgyllCMS's spec2cie (Debian
+# package "argyll") computes their CIELAB values for illuminant D65 and the CIE 1964 10-degree
+# observer. The outputs are kept in this folder so the test needs no ArgyllCMS:
+#   reference_spectra.ti3  the curves as ArgyllCMS reads them (10 nm)
+#   argyll_output.ti3      spec2cie's output for them, untouched
+#   reference_fine.ti3     the same curves taken to 1 nm by Sprague interpolation (CIE 15:2004,
+#                          computed here in awk), so that spec2cie's own interpolation of 10 nm data
+#                          plays no part
+#   argyll_fine_output.ti3 spec2cie's output for those, untouched
+#   argyll_lab.txt         one line per curve: name, L*, a*, b* (D65 white) from the 10 nm curve,
+#                          L*, a*, b* from the 1 nm curve, then the 40 values
+set -eu
+here=$(cd "$(dirname "$0")" && pwd)
+cie="$here/../../../data/cie/cie_test_colour_samples_5nm.csv"
+cd "$here"
+
+fields=""
+nm=360
+while [ $nm -le 750 ]; do fields="$fields SPEC_$nm"; nm=$((nm + 10)); done
+
+curves=$(awk -F, '
+    function emit(name,    i, line) {
+        line = name
+        for (i = 0; i < 40; i++) line = line " " sprintf("%.6f", r[i])
+        print line
+    }
+    function gauss(nm, centre, width) { return exp(-((nm - centre) / width) ^ 2) }
+    # CIE test colour samples: columns 2.. are 360, 365, ... nm; keep every 10 nm, in percent.
+    NR > 2 && $1 !~ /^#/ {
+        for (i = 0; i < 40; i++) r[i] = 100 * $(2 + 2 * i)
+        emit($1)
+    }
+    END {
+        for (i = 0; i < 40; i++) { nm = 360 + 10 * i
+            r[i] = 50; }                                            emit("Grey50")
+        for (i = 0; i < 40; i++) { r[i] = 18 }                      emit("Grey18")
+        for (i = 0; i < 40; i++) { r[i] = 90 + 0.1 * i }            emit("WhiteWarm")
+        for (i = 0; i < 40; i++) { r[i] = 0.8 + 0.02 * i - (i == 0 || i == 39 ? 1.0 : 0) }
+                                                                    emit("NearBlack")
+        for (i = 0; i < 40; i++) { nm = 360 + 10 * i
+            r[i] = nm < 550 ? 4 : 88 }                              emit("EdgeYellow550")
+        for (i = 0; i < 40; i++) { nm = 360 + 10 * i
+            r[i] = nm < 600 ? 3 : 85 }                              emit("RedEdge600")
+        for (i = 0; i < 40; i++) { nm = 360 + 10 * i
+            r[i] = 4 + 66 * gauss(nm, 450, 25) }                    emit("SaturatedBlue")
+        for (i = 0; i < 40; i++) { nm = 360 + 10 * i
+            r[i] = 5 + 60 * gauss(nm, 530, 30) }                    emit("GreenBand")
+        for (i = 0; i < 40; i++) { nm = 360 + 10 * i
+            r[i] = 3 + 70 * gauss(nm, 420, 30) + 80 * gauss(nm, 700, 60) }
+                                                                    emit("Magenta")
+        for (i = 0; i < 40; i++) { nm = 360 + 10 * i
+            r[i] = 2 + 90 * gauss(nm, 580, 10) }                    emit("NarrowSpike580")
+        for (i = 0; i < 40; i++) { r[i] = 10 + 70 * i / 39 }       emit("Ramp10to80")
+        for (i = 0; i < 40; i++) { r[i] = (i % 2 == 0) ? 30 : 40 }  emit("Comb30to40")
+    }' "$cie")
+
+count=$(printf '%s\n' "$curves" | wc -l)
+{
+    printf 'CTI3\n\nDESCRIPTOR "Tintara colorimetry reference curves"\nORIGINATOR "make_reference.sh"\n'
+    printf 'DEVICE_CLASS "OUTPUT"\nCOLOR_REP "RGB_LAB"\nSPECTRAL_BANDS "40"\n'
+    printf 'SPECTRAL_START_NM "360.000000"\nSPECTRAL_END_NM "750.000000"\nSPECTRAL_NORM "100.000000"\n\n'
+    printf 'NUMBER_OF_FIELDS 44\nBEGIN_DATA_FORMAT\nSAMPLE_ID RGB_R RGB_G RGB_B%s\nEND_DATA_FORMAT\n\n' "$fields"
+    printf 'NUMBER_OF_SETS %s\nBEGIN_DATA\n' "$count"
+    printf '%s\n' "$curves" | awk '{ $1 = $1 " 0.0 0.0 0.0"; print }'
+    printf 'END_DATA\n'
+} > reference_spectra.ti3
+
+spec2cie -n -i D65 -o 1964_10 reference_spectra.ti3 argyll_output.ti3
+
+# The 1 nm curves: Sprague with the CIE end coefficients, ten steps per interval.
+fineFields=""
+nm=360
+while [ $nm -le 750 ]; do fineFields="$fineFields SPEC_$nm"; nm=$((nm + 1)); done
+fine=$(printf '%s\n' "$curves" | awk '
+    {
+        n = 40
+        for (i = 0; i < n; i++) f[i] = $(i + 2)
+        p[0] = (884 * f[0] - 1960 * f[1] + 3033 * f[2] - 2648 * f[3] + 1080 * f[4] - 180 * f[5]) / 209
+        p[1] = (508 * f[0] - 540 * f[1] + 488 * f[2] - 367 * f[3] + 144 * f[4] - 24 * f[5]) / 209
+        for (i = 0; i < n; i++) p[i + 2] = f[i]
+        p[n + 2] = (-24 * f[n-6] + 144 * f[n-5] - 367 * f[n-4] + 488 * f[n-3] - 540 * f[n-2] + 508 * f[n-1]) / 209
+        p[n + 3] = (-180 * f[n-6] + 1080 * f[n-5] - 2648 * f[n-4] + 3033 * f[n-3] - 1960 * f[n-2] + 884 * f[n-1]) / 209
+        line = $1 " 0.0 0.0 0.0"
+        for (i = 0; i < n - 1; i++) {
+            q0 = p[i]; q1 = p[i + 1]; q2 = p[i + 2]; q3 = p[i + 3]; q4 = p[i + 4]; q5 = p[i + 5]
+            a1 = (2 * q0 - 16 * q1 + 16 * q3 - 2 * q4) / 24
+            a2 = (-q0 + 16 * q1 - 30 * q2 + 16 * q3 - q4) / 24
+            a3 = (-9 * q0 + 39 * q1 - 70 * q2 + 66 * q3 - 33 * q4 + 7 * q5) / 24
+            a4 = (13 * q0 - 64 * q1 + 126 * q2 - 124 * q3 + 61 * q4 - 12 * q5) / 24
+            a5 = (-5 * q0 + 25 * q1 - 50 * q2 + 50 * q3 - 25 * q4 + 5 * q5) / 24
+            for (k = 0; k < 10; k++) {
+                x = k / 10
+                line = line " " sprintf("%.8f", q2 + a1 * x + a2 * x^2 + a3 * x^3 + a4 * x^4 + a5 * x^5)
+            }
+        }
+        print line " " sprintf("%.8f", f[n - 1])
+    }')
+{
+    printf 'CTI3\n\nDESCRIPTOR "Tintara colorimetry reference curves at 1 nm"\nORIGINATOR "make_reference.sh"\n'
+    printf 'DEVICE_CLASS "OUTPUT"\nCOLOR_REP "RGB_LAB"\nSPECTRAL_BANDS "391"\n'
+    printf 'SPECTRAL_START_NM "360.000000"\nSPECTRAL_END_NM "750.000000"\nSPECTRAL_NORM "100.000000"\n\n'
+    printf 'NUMBER_OF_FIELDS 395\nBEGIN_DATA_FORMAT\nSAMPLE_ID RGB_R RGB_G RGB_B%s\nEND_DATA_FORMAT\n\n' "$fineFields"
+    printf 'NUMBER_OF_SETS %s\nBEGIN_DATA\n' "$count"
+    printf '%s\n' "$fine"
+    printf 'END_DATA\n'
+} > reference_fine.ti3
+
+spec2cie -n -i D65 -o 1964_10 reference_fine.ti3 argyll_fine_output.ti3
+
+# Pair spec2cie's D65-relative L*a*b* (both runs) with the input curves, by sample id.
+awk '
+    /^BEGIN_DATA_FORMAT/ { getline header; nf = split(header, names, " "); next }
+    /^BEGIN_DATA$/ { inData = 1; next }
+    /^END_DATA$/ { inData = 0; next }
+    inData && FILENAME ~ /output/ {
+        for (i = 1; i <= nf; i++) col[names[i]] = $i
+        lab[FILENAME, $1] = col["D65LAB_L"] " " col["D65LAB_A"] " " col["D65LAB_B"]
+        next
+    }
+    inData {
+        line = $1 " " lab["argyll_output.ti3", $1] " " lab["argyll_fine_output.ti3", $1]
+        for (i = 5; i <= NF; i++) line = line " " $i
+        print line
+    }' argyll_output.ti3 argyll_fine_output.ti3 reference_spectra.ti3 > argyll_lab.txt
+echo "wrote $(wc -l < argyll_lab.txt) reference curves"
