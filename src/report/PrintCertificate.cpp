@@ -1,0 +1,182 @@
+#include "report/PrintCertificate.h"
+
+#include <fstream>
+#include <sstream>
+
+#include "report/ReportText.h"
+#include "workspace/Error.h"
+
+namespace tintara {
+
+namespace {
+
+constexpr int32_t kWatermarkWidth = 6 * kTwipsPerInch;
+
+}  // namespace
+
+JpegInfo ReadJpegInfo(const std::string& bytes, const std::string& sourceName) {
+    auto byte = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
+    if (bytes.size() < 4 || byte(0) != 0xFF || byte(1) != 0xD8) {
+        throw ParseError(sourceName, 0, "not a JPEG picture");
+    }
+    std::size_t pos = 2;
+    while (pos + 4 <= bytes.size()) {
+        if (byte(pos) != 0xFF)
+            throw ParseError(sourceName, 0, "damaged JPEG marker sequence");
+        const unsigned marker = byte(pos + 1);
+        if (marker == 0xFF) {  // fill byte
+            ++pos;
+            continue;
+        }
+        if (marker == 0xD8 || marker == 0x01 || (marker >= 0xD0 && marker <= 0xD7)) {
+            pos += 2;
+            continue;
+        }
+        const std::size_t length = (byte(pos + 2) << 8) | byte(pos + 3);
+        if (length < 2 || pos + 2 + length > bytes.size())
+            break;
+        // Start-of-frame markers C0..CF, except DHT (C4), JPG (C8) and DAC (CC).
+        if (marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 &&
+            marker != 0xCC) {
+            if (length < 8)
+                break;
+            JpegInfo info;
+            info.Height = (byte(pos + 5) << 8) | byte(pos + 6);
+            info.Width = (byte(pos + 7) << 8) | byte(pos + 8);
+            info.Components = byte(pos + 9);
+            if (info.Width == 0 || info.Height == 0)
+                break;
+            return info;
+        }
+        if (marker == 0xD9 || marker == 0xDA)
+            break;  // no frame header before the image data
+        pos += 2 + length;
+    }
+    throw ParseError(sourceName, 0, "the JPEG picture has no readable frame header");
+}
+
+JpegInfo ReadJpegInfo(const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    if (!in)
+        throw IoError("Cannot open the picture " + file.string() + ".");
+    std::ostringstream bytes;
+    bytes << in.rdbuf();
+    return ReadJpegInfo(bytes.str(), file.string());
+}
+
+void PlaceWatermark(PageDescription& page, const std::filesystem::path& programDirectory) {
+    const auto file = programDirectory / kWatermarkName;
+    try {
+        const JpegInfo info = ReadJpegInfo(file);
+        PagePicture picture;
+        picture.File = file;
+        picture.Width = kWatermarkWidth;
+        picture.Height = static_cast<int32_t>(static_cast<long long>(kWatermarkWidth) *
+                                              info.Height / info.Width);
+        picture.X = (page.PageWidth - picture.Width) / 2;
+        picture.Y = kWatermarkTop;
+        if (page.Pages.empty())
+            page.Pages.emplace_back();
+        page.Pages.front().Pictures.push_back(picture);
+    } catch (const Error& e) {
+        page.Warnings.push_back(std::string("The watermark was left out: ") + e.what());
+    }
+}
+
+void PrintHeaderBlock(PagePrinter& printer, const GlobalVariables& ws,
+                      const std::vector<std::string>& paragraph) {
+    printer.Font = PageFont{"Times New Roman", 24.0, false, false};
+    printer.Print(" ");
+    printer.Print("               Certificate of Instrument Performance");
+    printer.Font.Size = 12.0;
+    printer.Print(" ");
+    printer.Print(" ");
+
+    auto identification = [&](const std::string& role, const InstrumentIdentification& id) {
+        const auto lines = IdentificationLines(role, id);
+        printer.Font.Size = 12.0;
+        printer.Print(lines[0]);
+        printer.Font.Size = 10.0;
+        printer.Print(lines[1]);
+        printer.Print(lines[2]);
+        printer.Print(" ");
+    };
+    identification("Master", MasterIdentification(ws));
+    identification("Target", TargetIdentification(ws));
+
+    printer.Font.Size = 8.0;
+    for (const auto& line : paragraph)
+        printer.Print(line);
+    printer.Font.Size = 10.0;
+    printer.Font.Italic = true;
+    printer.Print(
+        "********** Only when used in conjunction with Tintara software do these results "
+        "have validity. **********");
+    printer.Font.Italic = false;
+    printer.Print(" ");
+}
+
+void PrintCertificate::CalculateAverageDE() {
+    const AverageDE average = MeanTileDE(m_ws);
+    AverageRawDE = average.Raw;
+    AverageFinalDE = average.Final;
+}
+
+PageDescription PrintCertificate::PrintDocument() {
+    RequireTileData(m_ws);
+    PageDescription page;
+    page.Pages.emplace_back();
+    PlaceWatermark(page, ProgramDirectory);
+
+    PagePrinter printer(page, kPageMargin);
+    const bool hunter = m_ws.ColorSpace != 0;
+    PrintHeaderBlock(
+        printer, m_ws,
+        {"The referenced target instrument has been checked and profiled to the master instrument "
+         "listed below. The test results below show the conformance of the target",
+         hunter ? "instrument to the master on a special set of 32 ceramic tiles designed for this "
+                  "purpose.  The reported data is shown for Hunter Lab, Ill D65, 10\u00BA observer."
+                : "instrument to the master on a special set of 32 ceramic tiles designed for this "
+                  "purpose.  The reported data is shown for CIE (1976) L*a*b*, Ill D65, 10\u00BA "
+                  "observer.",
+         "This profile in no way changes the response characteristics of the instrument and "
+         "therefore does not change the raw data coming from the instrument."});
+
+    printer.Font = PageFont{"Courier New", 12.0, false, false};
+    printer.Print("                     Actual Data             Correlated Data");
+    printer.Print(hunter ? "Tilename         DL    Da   Db   DE         DL    Da   Db   DE"
+                         : "Tilename         DL*   Da*  Db*  DE         DL*   Da*  Db*  DE");
+    printer.Print("-----------      ---   ---  ---  ---        ---   ---  ---  ---");
+
+    printer.Font.Size = 6.0;
+    static const char* const kGaps[] = {"      ", "      ", "     "};
+    for (int i = 0; i < m_ws.TileCount; ++i) {
+        std::string line = PadCut(m_ws.TileNames[i], 35);
+        for (int k = 0; k < 4; ++k) {
+            if (k > 0)
+                line += kGaps[k - 1];
+            line += SignedValue(m_ws.RawDE(i, k));
+        }
+        line += std::string(17, ' ');
+        for (int k = 0; k < 4; ++k) {
+            if (k > 0)
+                line += kGaps[k - 1];
+            line += SignedValue(m_ws.FinalDE(i, k));
+        }
+        printer.Print(line);
+    }
+
+    CalculateAverageDE();
+    printer.Font.Size = 12.0;
+    printer.Print("-----------                      ---                        ---");
+    printer.Print("Average DE            Actual ->" + AverageValue(AverageRawDE) +
+                  "         Correlated ->" + AverageValue(AverageFinalDE));
+    printer.Print(" ");
+    printer.Print(" ");
+    printer.Print("Certified by : ___________________________ Name : ___________________________");
+    printer.Print(" ");
+    printer.Print("                                           Date : " + DateText);
+    return page;
+}
+
+}  // namespace tintara

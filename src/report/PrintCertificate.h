@@ -1,0 +1,63 @@
+// The Certificate of Instrument Performance of a profiling run, built as a page description.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "report/PageDescription.h"
+#include "workspace/GlobalVariables.h"
+
+namespace tintara {
+
+inline constexpr const char* kWatermarkName = "Watermark.jpg";
+// Top of the watermark picture on the page, twips.
+inline constexpr int32_t kWatermarkTop = 3000;
+// Margin of the printable area on every side, twips (half an inch).
+inline constexpr int32_t kPageMargin = 720;
+
+// Builds the one-page certificate of the last profiling run: the watermark, the title, the master
+// and target identification, the explanatory paragraph, the tile table (raw and corrected DL, Da,
+// Db, DE per tile, Format " ##0.00;-#0.00"), the averages and the signature lines. The table is set
+// in "Courier New" so that its columns line up; the tile lines are at 6 points, the captions,
+// dashes and averages at 12 points, which puts each average under its DE column.
+class PrintCertificate {
+  public:
+    explicit PrintCertificate(const GlobalVariables& ws) : m_ws(ws) {}
+
+    std::filesystem::path ProgramDirectory;  // where Watermark.jpg is looked for
+    std::string DateText;                    // printed after "Date : "
+
+    // Mean DE of RawDE and FinalDE over the TileCount tiles of the set.
+    double AverageRawDE = 0.0;
+    double AverageFinalDE = 0.0;
+    void CalculateAverageDE();
+
+    // The page. A missing or unreadable watermark leaves the picture out and adds a warning.
+    // Throws Error when the tile tables do not cover TileCount tiles.
+    PageDescription PrintDocument();
+
+  private:
+    const GlobalVariables& m_ws;
+};
+
+// ---- pieces shared with the performance certificate ----
+
+// Adds the watermark picture, horizontally centred at kWatermarkTop, 6 inches wide.
+void PlaceWatermark(PageDescription& page, const std::filesystem::path& programDirectory);
+
+// The title, the master and target identification, `paragraph` at 8 points and the validity line.
+void PrintHeaderBlock(PagePrinter& printer, const GlobalVariables& ws,
+                      const std::vector<std::string>& paragraph);
+
+// Pixel size of a baseline or progressive JPEG file, read from its frame header.
+struct JpegInfo {
+    int Width = 0;
+    int Height = 0;
+    int Components = 0;  // 1 grey, 3 colour, 4 CMYK
+};
+// Throws IoError when the file cannot be read and ParseError when it is not a JPEG.
+JpegInfo ReadJpegInfo(const std::filesystem::path& file);
+JpegInfo ReadJpegInfo(const std::string& bytes, const std::string& sourceName);
+
+}  // namespace tintara

@@ -1,0 +1,97 @@
+#include "report/PrintPerformance.h"
+
+#include "report/Paint.h"
+#include "report/PrintCertificate.h"
+#include "report/ReportText.h"
+#include "workspace/NumberFormat.h"
+
+namespace tintara {
+
+void PrintPerformance::CalculateAverageDE(int firstColumn) {
+    RequireSampleData(m_ws);
+    double sum = 0.0;
+    for (int32_t s = 0; s < m_ws.SampleCount; ++s)
+        sum += m_ws.SampleDeltas(s, firstColumn + 3);
+    AverageDE = m_ws.SampleCount > 0 ? sum / m_ws.SampleCount : 0.0;
+}
+
+PageDescription PrintPerformance::Build(int firstColumn, const char* dataSetLine) {
+    RequireSampleData(m_ws);
+    PageDescription page;
+    page.Pages.emplace_back();
+    PlaceWatermark(page, ProgramDirectory);
+
+    PagePrinter printer(page, kPageMargin);
+    const bool hunter = m_ws.ColorSpace != 0;
+    PrintHeaderBlock(
+        printer, m_ws,
+        {"The referenced Target Instrument has been compared to the master instrument listed "
+         "below. The test results below show the conformance of the",
+         hunter ? "Target Instrument to the Master, based on the set of samples listed below. The "
+                  "reported data is shown for Hunter Lab, Ill D65 10 Observer."
+                : "Target Instrument to the Master, based on the set of samples listed below. The "
+                  "reported data is shown for CIE(1976) L*a*b*, Ill D65 10 Observer."});
+
+    printer.Font = PageFont{"Courier New", 12.0, false, false};
+    printer.Print(dataSetLine);
+    printer.Print(hunter ? "Sample Name       DL    Da   Db   DE"
+                         : "Sample Name       DL*   Da*  Db*  DE");
+    printer.Print("-----------      ---   ---  ---  ---");
+
+    printer.Font.Size = 6.0;
+    Passed = 0;
+    Failed = 0;
+    static const char* const kGaps[] = {"      ", "      ", "     "};
+    for (int32_t s = 0; s < m_ws.SampleCount; ++s) {
+        std::string line = PadCut(m_ws.SampleNames[s], 35);
+        for (int k = 0; k < 4; ++k) {
+            if (k > 0)
+                line += kGaps[k - 1];
+            line += SignedValue(m_ws.SampleDeltas(s, firstColumn + k));
+        }
+        // Strictly greater: on paper a sample exactly at the limit passes.
+        if (m_ws.SampleDeltas(s, firstColumn + 3) > m_ws.SingleSampleTolerance) {
+            line += " <FAIL";
+            ++Failed;
+        } else {
+            line += " ";
+            ++Passed;
+        }
+        printer.Print(line);
+    }
+
+    CalculateAverageDE(firstColumn);
+    const bool averageFails = AverageDE > m_ws.AverageTolerance;
+    printer.Font.Size = 12.0;
+    printer.Print("-----------                      ---");
+    printer.Print("Average DE                     " + AverageValue(AverageDE) +
+                  (averageFails ? " <FAIL" : " "));
+
+    printer.Font.Size = 10.0;
+    printer.Print("Total Number of Samples  : " + PrintNumber(Passed + Failed));
+    printer.Print("Number of Samples PASSED : " + PrintNumber(Passed));
+    printer.Print("Number of Samples FAILED : " + PrintNumber(Failed));
+    printer.Print("");
+    printer.Print("");
+    printer.Print("Single Sample DE Limit   : " + Format(m_ws.SingleSampleTolerance, "0.00"));
+    printer.Print("Average Sample DE Limit  : " + Format(m_ws.AverageTolerance, "0.00"));
+    // The verdict follows the average alone; failed single samples are reported above.
+    printer.Print(std::string("The Target Instrument has") +
+                  (averageFails ? " FAILED" : " PASSED"));
+    printer.Print(" ");
+    printer.Print(" ");
+    printer.Print("Certified by : ___________________________ Name : ___________________________");
+    printer.Print(" ");
+    printer.Print("                                           Date : " + DateText);
+    return page;
+}
+
+PageDescription PrintPerformance::PrintSCIPerformanceData() {
+    return Build(kSciCorrected, "                      SCI Data");
+}
+
+PageDescription PrintPerformance::PrintSCEPerformanceData() {
+    return Build(kSceCorrected, "                      SCE Data");
+}
+
+}  // namespace tintara

@@ -1,0 +1,127 @@
+#include "report/ReportText.h"
+
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <fstream>
+#include <iomanip>
+#include <locale>
+#include <sstream>
+#include <system_error>
+
+#include <unistd.h>
+
+#include "workspace/Error.h"
+#include "workspace/NumberFormat.h"
+
+namespace tintara {
+
+std::string PadCut(const std::string& text, std::size_t width) {
+    return (text + std::string(width, ' ')).substr(0, width);
+}
+
+std::string CutAtNull(const std::string& text) {
+    return text.substr(0, text.find('\0'));
+}
+
+std::string SignedValue(double value) {
+    return Format(value, " ##0.00;-#0.00");
+}
+
+std::string AverageValue(double value) {
+    return Format(value, " ##0.00");
+}
+
+std::string ShortDate(std::chrono::system_clock::time_point when) {
+    const std::time_t t = std::chrono::system_clock::to_time_t(when);
+    std::tm local{};
+    localtime_r(&t, &local);
+    std::ostringstream out;
+    try {
+        out.imbue(std::locale(""));
+    } catch (const std::exception&) {
+        out.imbue(std::locale::classic());
+    }
+    out << std::put_time(&local, "%x");
+    return out.str();
+}
+
+InstrumentIdentification MasterIdentification(const GlobalVariables& ws) {
+    return {ws.MasterType,     ws.MasterStatus,        ws.MasterSerial, ws.MasterCompany,
+            ws.MasterOperator, ws.MasterTileSetSerial, ws.MasterDate};
+}
+
+InstrumentIdentification TargetIdentification(const GlobalVariables& ws) {
+    return {ws.TargetType,     ws.TargetStatus,        ws.TargetSerial, ws.TargetCompany,
+            ws.TargetOperator, ws.TargetTileSetSerial, ws.TargetDate};
+}
+
+std::vector<std::string> IdentificationLines(const std::string& role,
+                                             const InstrumentIdentification& id) {
+    return {
+        role + " Instrument: " + PadCut(id.Name, 20) + "   Status: " + id.Status +
+            "    CalTile # " + id.CalTile,
+        "Company: " + id.Company + "  / Operator: " + id.Operator + "  / Tile Set: " + id.TileSet,
+        "Tile Data for the " + id.Name + " was last updated on " + id.LastUpdated,
+    };
+}
+
+void RequireTileData(const GlobalVariables& ws) {
+    if (ws.TileCount < 0)
+        throw Error("the tile count is negative");
+    const auto tiles = static_cast<std::size_t>(ws.TileCount);
+    if (ws.RawDE.Rows() < tiles || ws.RawDE.Cols() < 4 || ws.FinalDE.Rows() < tiles ||
+        ws.FinalDE.Cols() < 4 || ws.TileNames.size() < tiles) {
+        throw Error("the colour-difference tables do not cover " + std::to_string(tiles) +
+                    " tiles; load both tile sets and generate the coefficients first");
+    }
+}
+
+AverageDE MeanTileDE(const GlobalVariables& ws) {
+    RequireTileData(ws);
+    AverageDE average;
+    const int tiles = ws.TileCount;
+    if (tiles == 0)
+        return average;
+    double raw = 0.0, final = 0.0;
+    for (int i = 0; i < tiles; ++i) {
+        raw += ws.RawDE(i, 3);
+        final += ws.FinalDE(i, 3);
+    }
+    average.Raw = raw / tiles;
+    average.Final = final / tiles;
+    return average;
+}
+
+void SaveTextFile(const std::filesystem::path& file, const std::string& content) {
+    namespace fs = std::filesystem;
+    const fs::path folder = file.has_parent_path() ? file.parent_path() : fs::path(".");
+    std::error_code ec;
+    if (!fs::is_directory(folder, ec)) {
+        throw IoError("Cannot write " + file.string() + ": the folder " + folder.string() +
+                      " does not exist.");
+    }
+    const fs::path temp =
+        folder / ("." + file.filename().string() + ".tmp" + std::to_string(::getpid()));
+    {
+        std::ofstream out(temp, std::ios::binary | std::ios::trunc);
+        if (!out) {
+            throw IoError("Cannot write " + file.string() + ": " + std::strerror(errno) + ".");
+        }
+        out << content;
+        out.flush();
+        if (!out) {
+            out.close();
+            fs::remove(temp, ec);
+            throw IoError("Cannot write " + file.string() + ": the disk refused the data.");
+        }
+    }
+    fs::rename(temp, file, ec);
+    if (ec) {
+        const std::string reason = ec.message();
+        fs::remove(temp, ec);
+        throw IoError("Cannot write " + file.string() + ": " + reason + ".");
+    }
+}
+
+}  // namespace tintara
