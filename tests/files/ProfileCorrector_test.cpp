@@ -1,0 +1,243 @@
+#include "files/ProfileCorrector.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <random>
+
+#include "engine/ProfileSequence.h"
+#include "engine/Utility.h"
+#include "files/CCFReadWrite.h"
+#include "support/TestPaths.h"
+#include "workspace/Error.h"
+
+namespace tintara {
+namespace {
+
+// The correction written out the plain way, straight from a stored bank: the reference the
+// precomputed Correct() must match bit for bit.
+void ReferenceCorrect(const CoefficientBank& bank, const double* in, double* out) {
+    double linear[kPointCount];
+    for (int w = 0; w < kPointCount; ++w) {
+        const int p = w == 0 ? 1 : w;
+        const double x = in[w] + bank.Offset[p];
+        const double g = bank.Gain[p];
+        const double r = bank.GainTileReflectance[p];
+        double s = (1 + (1 - g) * (1 - x / r)) * g * x;
+        int segment = 5;
+        if (s < bank.Levels[p][1]) {
+            segment = 1;
+        } else {
+            for (int j = 2; j <= 4; ++j) {
+                if (bank.Levels[p][j - 1] <= s && s < bank.Levels[p][j]) {
+                    segment = j;
+                    break;
+                }
+            }
+        }
+        if (bank.Slopes[p][segment] != 0.0)
+            s = (s - bank.Intercepts[p][segment]) / bank.Slopes[p][segment];
+        linear[w] = s;
+    }
+    for (int w = 0; w < kPointCount; ++w) {
+        const auto& W = bank.Wavelength[w == 0 ? 1 : w];
+        if (w == 0) {
+            out[w] = W[1] * linear[0] + W[2] * linear[1];
+        } else if (w == kPointCount - 1) {
+            out[w] = W[0] * linear[w - 1] + W[1] * linear[w];
+        } else {
+            out[w] = W[0] * linear[w - 1] + W[1] * linear[w] + W[2] * linear[w + 1];
+        }
+    }
+}
+
+CoefficientBank RandomBank(std::mt19937& rng, bool monotoneLevels) {
+    std::uniform_real_distribution<double> u(0.0, 1.0);
+    CoefficientBank b;
+    for (int p = 1; p < kPointCount; ++p) {
+        b.Offset[p] = -1.0 + 2.0 * u(rng);
+        b.Gain[p] = 0.9 + 0.2 * u(rng);
+        b.GainTileReflectance[p] = 60.0 + 35.0 * u(rng);
+        for (int j = 1; j <= 5; ++j) {
+            // Some segments disabled (slope 0), as the linearity fit leaves flat Master spans.
+            b.Slopes[p][j] = u(rng) < 0.15 ? 0.0 : 0.8 + 0.4 * u(rng);
+            b.Intercepts[p][j] = -2.0 + 4.0 * u(rng);
+        }
+        double level = 2.0 + 10.0 * u(rng);
+        for (int j = 1; j <= 4; ++j) {
+            b.Levels[p][j] = monotoneLevels ? level : 5.0 + 80.0 * u(rng);
+            level += 5.0 + 20.0 * u(rng);
+        }
+        const int left = static_cast<int>(u(rng) * 21);
+        const int centre = 80 + static_cast<int>(u(rng) * (21 - left));
+        b.Wavelength[p] = {left / 100.0, centre / 100.0, (100 - left - centre) / 100.0};
+    }
+    return b;
+}
+
+TEST(ProfileCorrector, PrecomputedCorrectionMatchesThePlainFormulaBitForBit) {
+    std::mt19937 rng(20240314);
+    std::uniform_real_distribution<double> u(0.0, 1.0);
+    for (int bankNo = 0; bankNo < 40; ++bankNo) {
+        CoefficientFileContents c;
+        c.SCI = RandomBank(rng, bankNo % 2 == 0);
+        c.SCE = RandomBank(rng, true);
+        c.SCIPresent = c.SCEPresent = true;
+        ProfileCorrector corrector;
+        corrector.Load(c);
+        for (int curveNo = 0; curveNo < 50; ++curveNo) {
+            double in[kPointCount], fast[kPointCount], reference[kPointCount];
+            for (double& v : in)
+                v = -1.0 + 101.0 * u(rng);
+            // Values sitting exactly on a break level take the upper segment.
+            if (curveNo == 0) {
+                for (int w = 1; w < kPointCount; ++w)
+                    in[w] = c.SCI.Levels[w][1 + w % 4];
+            }
+            for (Geometry g : {Geometry::SCI, Geometry::SCE}) {
+                const CoefficientBank& bank = g == Geometry::SCI ? c.SCI : c.SCE;
+                corrector.Correct(g, in, fast);
+                ReferenceCorrect(bank, in, reference);
+                ASSERT_EQ(std::memcmp(fast, reference, sizeof fast), 0)
+                    << "bank " << bankNo << " curve " << curveNo;
+            }
+            // In place gives the same numbers.
+            double inPlace[kPointCount];
+            std::memcpy(inPlace, in, sizeof in);
+            corrector.Correct(Geometry::SCI, inPlace, inPlace);
+            corrector.Correct(Geometry::SCI, in, fast);
+            ASSERT_EQ(std::memcmp(fast, inPlace, sizeof fast), 0);
+        }
+    }
+}
+
+TEST(ProfileCorrector, PlaceholderBlockIsTheIdentity) {
+    // A file written for SCE only: its SCI block is the neutral placeholder.
+    GlobalVariables ws;
+    ws.DimensionTileArrays(16);
+    ws.SetReferenceTiles(16);
+    ws.MasterStatus = "RNEIXX";
+    for (int p = 0; p < kPointCount; ++p)
+        ws.TargetReflectance(0, p) = 80.0;
+    const auto file = test::ScratchDir("PlaceholderIdentity") / "sce.ccf";
+    CCFReadWrite(ws).WriteCoeficcients(file);
+
+    ProfileCorrector corrector;
+    corrector.ReadCoefficientFile(file);
+    EXPECT_FALSE(corrector.HasGeometry(Geometry::SCI));
+    EXPECT_TRUE(corrector.HasGeometry(Geometry::SCE));
+    double in[kPointCount], out[kPointCount];
+    for (int w = 0; w < kPointCount; ++w)
+        in[w] = 0.37 + 2.41 * w - 0.013 * w * w;
+    corrector.Correct(Geometry::SCI, in, out);
+    for (int w = 0; w < kPointCount; ++w)
+        EXPECT_EQ(out[w], in[w]) << w;
+}
+
+TEST(ProfileCorrector, UnreadableFileLeavesTheCorrectorAsItWas) {
+    const auto dir = test::ScratchDir("CorrectorBadFile");
+    { std::ofstream(dir / "bad.ccf", std::ios::binary) << " 1 \r\nshort\r\n"; }
+    ProfileCorrector corrector;
+    EXPECT_THROW(corrector.ReadCoefficientFile(dir / "bad.ccf"), ParseError);
+    EXPECT_THROW(corrector.ReadCoefficientFile(dir / "none.ccf"), IoError);
+    EXPECT_FALSE(corrector.Loaded());
+}
+
+// ---- against a real profile run -----------------------------------------------------------------
+
+// A smooth reflectance curve (percent) of a tile: a level plus a broad band.
+double TileCurve(int tile, int w) {
+    const double nm = 360.0 + 10.0 * w;
+    switch (tile) {
+        case 0:
+            return 88.0 - 6.0 * std::exp(-(nm - 380.0) * (nm - 380.0) / 800.0);  // white
+        case 1:
+            return 1.2 + 0.4 * std::sin(nm / 60.0);  // black
+        case 2:
+            return 12.0 + 1.5 * std::sin(nm / 80.0);  // dark grey
+        case 4:
+            return 30.0 + 2.0 * std::cos(nm / 70.0);  // mid grey
+        case 8:
+            return 58.0 + 3.0 * std::sin(nm / 90.0);  // light grey
+        default: {
+            const double centre = 400.0 + 23.0 * tile;
+            return 4.0 + 3.0 * tile + 55.0 * std::exp(-(nm - centre) * (nm - centre) / 3000.0);
+        }
+    }
+}
+
+// A Target instrument that differs from the Master by an offset, a gain, a slight nonlinearity
+// and a small wavelength blur: something each phase has to correct.
+double TargetReading(const double* master, int w) {
+    const double left = master[w > 0 ? w - 1 : w], right = master[w < kPointCount - 1 ? w + 1 : w];
+    const double blurred = 0.06 * left + 0.9 * master[w] + 0.04 * right;
+    return -0.4 + 0.96 * blurred + 0.0003 * blurred * blurred;
+}
+
+TEST(ProfileCorrector, ReproducesTheRunThatWroteTheFile) {
+    GlobalVariables ws;
+    ws.DimensionTileArrays(16);
+    ws.SetReferenceTiles(16);
+    ws.MasterInstrumentID = 47;
+    ws.TargetInstrumentID = 12;
+    for (int t = 0; t < 16; ++t) {
+        for (int w = 0; w < kPointCount; ++w)
+            ws.MasterReflectance(t, w) = TileCurve(t, w);
+        for (int w = 0; w < kPointCount; ++w) {
+            ws.TargetReflectance(t, w) = TargetReading(ws.MasterReflectance.Row(t), w);
+        }
+    }
+    Utility utility(ws);
+    ProfileSequence(utility);
+    ws.MasterStatus = "RNIIXX";
+    ws.TargetStatus = "RNIIXX";
+    const auto file = test::ScratchDir("CorrectorRun") / "run.ccf";
+    CCFReadWrite(ws).WriteCoeficcients(file);
+
+    ProfileCorrector corrector;
+    corrector.ReadCoefficientFile(file);
+    // Printed precision: offsets and levels to 1e-3, gains and segments to 1e-6; an offset error
+    // of 5e-4 passes through gain and segment slopes near 1 and the weights summing to 1.
+    constexpr double kTolerance = 1e-3;
+    int compared = 0;
+    double worst = 0.0;
+    for (int t = 0; t < 16; ++t) {
+        double out[kPointCount];
+        corrector.Correct(Geometry::SCI, ws.TargetReflectance.Row(t), out);
+        for (int w = 1; w < kPointCount; ++w) {
+            // The file holds neither point 0 nor the segment below the offset tile's level. And
+            // the map jumps at the top level T4 (segment 4 ends at the gain tile's Master value,
+            // segment 5 is the identity), so a reading within the printed half-unit of T4 (the
+            // gain tile's own) may land on the other side of the 3-decimal level.
+            bool excluded = w == 1 && ws.WavelengthCoefficients[1][0] != 0.0;
+            for (int v = std::max(0, w - 1); v <= std::min(kPointCount - 1, w + 1); ++v) {
+                const double s = ws.TargetAfterGain(t, v);
+                if (s < ws.LinearityPoints[v][1] || std::fabs(s - ws.LinearityPoints[v][9]) <= 5e-4)
+                    excluded = true;
+            }
+            if (excluded)
+                continue;
+            ++compared;
+            worst = std::max(worst, std::fabs(out[w] - ws.TargetAfterWavelength(t, w)));
+            EXPECT_NEAR(out[w], ws.TargetAfterWavelength(t, w), kTolerance)
+                << "tile " << t << " point " << w;
+        }
+    }
+    EXPECT_GT(compared, 16 * 30);  // the exclusions are the exception
+    std::printf("worst difference %.6g over %d values\n", worst, compared);
+    // And the correction did something: the corrected gain tile is far closer to the Master.
+    double out[kPointCount];
+    corrector.Correct(Geometry::SCI, ws.TargetReflectance.Row(0), out);
+    double before = 0.0, after = 0.0;
+    for (int w = 1; w < kPointCount; ++w) {
+        before += std::fabs(ws.TargetReflectance(0, w) - ws.MasterReflectance(0, w));
+        after += std::fabs(out[w] - ws.MasterReflectance(0, w));
+    }
+    EXPECT_LT(after, 0.1 * before);
+}
+
+}  // namespace
+}  // namespace tintara
