@@ -1,0 +1,148 @@
+// Coefficient generation, the coefficient file commands and the profile's printed outputs.
+#include <exception>
+
+#include "app/HeaderDialogs.h"
+#include "app/ProfilerCommands.h"
+#include "engine/ProfileSequence.h"
+#include "report/PrintCertificate.h"
+#include "report/ProfileReport.h"
+#include "report/ReportText.h"
+#include "workspace/Error.h"
+
+namespace tintara {
+
+namespace {
+
+// Instruments whose UV component cannot be switched (Minolta CM-2002 and CM-700) are never
+// refused for it.
+bool UvExempt(int16_t instrumentID) {
+    return instrumentID == 2 || instrumentID == 208;
+}
+
+// Character n (1-based) of a status text; empty when the text is shorter, which differs from
+// every letter.
+std::string StatusChar(const std::string& status, std::size_t n) {
+    return status.size() >= n ? status.substr(n - 1, 1) : std::string();
+}
+
+// Between the phases the grid follows the run only when ShowPhaseProgress is set.
+class PaintPhaseDisplay : public PhaseDisplay {
+  public:
+    explicit PaintPhaseDisplay(Paint& paint) : m_paint(paint) {}
+    void RefreshDisplay() override { m_paint.RefreshDisplay(); }
+    void IndicateCell(int16_t column) override { m_paint.IndicateCell(column); }
+
+  private:
+    Paint& m_paint;
+};
+
+}  // namespace
+
+void ProfilerCommands::ProfileHeader() {
+    ProfileHeaderDialog dialog(m_ws, m_ui);
+    m_ui.ShowProfileHeader(dialog);
+}
+
+void ProfilerCommands::SelectGeometry() {
+    SelectGeometryDialog dialog(m_ws, m_ui);
+    m_ui.ShowSelectGeometry(dialog);
+}
+
+void ProfilerCommands::GenerateCCF_Click() {
+    Guarded([&] {
+        // Only "E" (excluded) is refused; a status too short to say, or any other letter, passes.
+        if (!UvExempt(m_ws.MasterInstrumentID) && !UvExempt(m_ws.TargetInstrumentID) &&
+            m_ws.MasterTilesSelected && m_ws.TargetTilesSelected &&
+            (StatusChar(m_ws.MasterStatus, 4) == "E" || StatusChar(m_ws.TargetStatus, 4) == "E")) {
+            Message("Status Error",
+                    "The Master and Target instruments must be set to UV Component Included",
+                    MessageIcon::None);
+            m_ws.ProfileStatusError = true;
+            return;
+        }
+        m_ws.ProfileStatusError = false;
+
+        if (!m_ws.MasterTilesSelected || !m_ws.TargetTilesSelected) {
+            Message("Data Error", "Master and Target Instrument data has NOT been selected");
+            return;
+        }
+
+        m_ui.LetEventsRun();
+        // Quitting the header dialog keeps the old header texts; the run goes on either way.
+        ProfileHeader();
+        m_ui.LetEventsRun();
+
+        if (StatusChar(m_ws.MasterStatus, 3) != StatusChar(m_ws.TargetStatus, 3)) {
+            Message("Data Error", "The Master and Target status do NOT Match");
+            return;
+        }
+
+        m_paint.Window = m_ui.WindowArea();
+        PaintPhaseDisplay display(m_paint);
+        ProfileSequence(m_utility, &display);
+
+        m_ws.CoefficientsCalculated = true;
+        m_menu.SetEnabled(CommandId::ToPrinter, true);
+        m_menu.SetEnabled(CommandId::SaveCoefficients, true);
+        if (m_ws.CoefficientsGenerated)
+            m_menu.SetEnabled(CommandId::SaveCoefficients, false);
+        UpdateCommandState(m_ws, m_menu);
+
+        if (m_ws.GeometryChoice) {
+            m_ws.SCIProfileDate = Clock();
+        } else {
+            m_ws.SCEProfileDate = Clock();
+        }
+
+        if (!m_ws.ShowPhaseProgress) {
+            m_paint.RefreshAvianDisplay();
+            ShowInstrumentPanels();
+            ShowGridButtons();
+        }
+    });
+}
+
+void ProfilerCommands::CorrelationFileMenu_Click() {
+    Guarded([&] {
+        const std::string file =
+            ChooseFile(FileDialogMode::Open, "Instrument Correlation Files | *.ccf");
+        if (file.empty())
+            return;
+        ClearScreenControls();
+        m_ws.CoefficientFile = file;
+        m_ws.CoefficientsLoaded = true;
+        SetStatus(StatusBarId::FileStatusBar, 3,
+                  "Coefficients File is " + std::filesystem::path(file).filename().string());
+        // Read when applied, not here.
+        m_ui.LetEventsRun();
+    });
+}
+
+void ProfilerCommands::SaveProCompRep_Click() {
+    Guarded([&] {
+        const std::string file =
+            ChooseFile(FileDialogMode::Save, "Profile Report | *.txt", kProfileReportName);
+        if (file.empty())
+            return;
+        WriteProfileReport(m_ws, std::filesystem::path(file), ShortDate(Clock()));
+    });
+}
+
+void ProfilerCommands::ToPrinter_Click() {
+    Guarded([&] {
+        if (!m_ui.ShowPrintDialog())
+            return;
+        PrintCertificate certificate(m_ws);
+        certificate.ProgramDirectory = m_programFolder;
+        certificate.DateText = ShortDate(Clock());
+        const PageDescription document = certificate.PrintDocument();
+        m_ui.LetEventsRun();
+        for (const std::string& warning : document.Warnings) {
+            Message("File Read Error", warning);
+        }
+        m_ui.PrintDocument(document);
+        m_ui.LetEventsRun();
+    });
+}
+
+}  // namespace tintara
