@@ -9,9 +9,11 @@
 #include <functional>
 #include <string>
 
+#include "files/ProfileCorrector.h"
 #include "files/SaveSetLibrary.h"
 #include "workspace/GlobalVariables.h"
 #include "workspace/MakeSensorList.h"
+#include "workspace/Progress.h"
 
 namespace tintara {
 
@@ -128,6 +130,38 @@ class RWSaveSet {
   public:
     int16_t MasterFandeckAngleCount() const { return m_masterFandeckAngles; }
     int16_t TargetFandeckAngleCount() const { return m_targetFandeckAngles; }
+
+    // ---- fandeck conversion (RWSaveSetCorrelate.cpp) ----
+    // Result codes of ReadFandeckandBuildCorrelatedData.
+    static constexpr int16_t kCorrelationDone = 0;
+    static constexpr int16_t kCorrelationRecordMismatch = 1;      // Master and Target fandecks
+    static constexpr int16_t kCorrelationInstrumentMismatch = 2;  // fandeck vs file's Target
+    static constexpr int16_t kCorrelationUnreadable = 3;          // reason in LastError()
+
+    // Hands CoefficientFile to the correction object, which reads it. Throws ParseError or
+    // IoError when the file cannot be read; the object keeps the file it had.
+    void ReadProfileCoefficients();
+
+    // Reads the Target fandeck `file` (as ReadTargetFandeck) and corrects every record with the
+    // coefficient file CoefficientFile into CorrelatedFandeckReflectance: angle position 0 with
+    // the SCI block and 1 with the SCE block (a one-angle fandeck: position 0 with the geometry
+    // of its status, third character "I" or "B" SCI, else SCE; the position it does not hold
+    // stays zero). A block flagged "False" is not applied: those curves are copied unchanged and
+    // CorrelationWarning() names the geometry the file lacks. Returns kCorrelationDone and sets
+    // ConversionDone and CorrelatedFandeckReady; kCorrelationRecordMismatch when a Master fandeck
+    // is loaded (MasterSaveSetLoaded) with another record count; kCorrelationInstrumentMismatch
+    // when the fandeck's instrument is not the file's Target instrument;
+    // kCorrelationUnreadable when the coefficient file or the fandeck cannot be read. Reports one
+    // progress step per record; allocates nothing per record beyond the record names.
+    int16_t ReadFandeckandBuildCorrelatedData(const std::string& file,
+                                              ProgressSink& progress = NullProgress());
+    // What the last conversion could not do (empty when it applied every geometry it met).
+    const std::string& CorrelationWarning() const { return m_correlationWarning; }
+    const ProfileCorrector& Corrector() const { return m_corrector; }
+
+  private:
+    ProfileCorrector m_corrector;
+    std::string m_correlationWarning;
 };
 
 }  // namespace tintara
