@@ -93,20 +93,100 @@ constexpr const char* kSchema =
     " illuminant_1 INTEGER NOT NULL, illuminant_2 INTEGER NOT NULL, illuminant_3 INTEGER NOT NULL,"
     " cmc_1 REAL NOT NULL, cmc_2 REAL NOT NULL, cmc_3 REAL NOT NULL, cmc_4 REAL NOT NULL,"
     " color_space INTEGER NOT NULL, observer INTEGER NOT NULL, warning_level REAL NOT NULL,"
-    " company TEXT NOT NULL, status TEXT NOT NULL, instrument INTEGER NOT NULL);"
+    " company TEXT NOT NULL, status TEXT NOT NULL, instrument INTEGER NOT NULL,"
+    " checksum INTEGER NOT NULL);"
     "CREATE TABLE records ("
     " ordinal INTEGER PRIMARY KEY,"
     " name TEXT NOT NULL, name2 TEXT NOT NULL, system TEXT NOT NULL, notes TEXT NOT NULL,"
     " status TEXT NOT NULL, instrument INTEGER NOT NULL, time INTEGER NOT NULL,"
-    " curve_0 BLOB NOT NULL, curve_1 BLOB);";
+    " curve_0 BLOB NOT NULL, curve_1 BLOB, checksum INTEGER NOT NULL);";
 
 constexpr const char* kHeaderColumns =
     "version, file_type, angle_count, angle_type_1, angle_type_2, angle_type_3, illuminant_1,"
     " illuminant_2, illuminant_3, cmc_1, cmc_2, cmc_3, cmc_4, color_space, observer,"
-    " warning_level, company, status, instrument";
+    " warning_level, company, status, instrument, checksum";
 
 constexpr const char* kRecordColumns =
-    "ordinal, name, name2, system, notes, status, instrument, time, curve_0, curve_1";
+    "ordinal, name, name2, system, notes, status, instrument, time, curve_0, curve_1, checksum";
+
+// Corruption check of a header or record: FNV-1a taken over 64-bit little-endian words instead of
+// bytes (offset basis 0xcbf29ce484222325, prime 0x100000001b3). Each step is a bijection of the
+// running value, so a change confined to one word always changes the result. Texts and curves
+// enter as their byte length followed by their bytes, zero-padded to whole words.
+class Checksum {
+  public:
+    void Word(uint64_t w) { m_h = (m_h ^ w) * 0x100000001b3ULL; }
+    void Int(int64_t v) { Word(static_cast<uint64_t>(v)); }
+    // Zero of either sign counts as +0: an REAL column may hand back -0.0 as 0.0.
+    void Real(double v) { Word(v == 0.0 ? 0 : std::bit_cast<uint64_t>(v)); }
+    void Bytes(const unsigned char* p, std::size_t n) {
+        Word(n);
+        std::size_t i = 0;
+        for (; i + 8 <= n; i += 8)
+            Word(LoadLittleEndian(p + i));
+        if (i < n) {
+            unsigned char tail[8] = {};
+            std::memcpy(tail, p + i, n - i);
+            Word(LoadLittleEndian(tail));
+        }
+    }
+    void Text(const std::string& s) {
+        Bytes(reinterpret_cast<const unsigned char*>(s.data()), s.size());
+    }
+    int64_t Value() const { return std::bit_cast<int64_t>(m_h); }
+
+  private:
+    static uint64_t LoadLittleEndian(const unsigned char* p) {
+        uint64_t w = 0;
+        for (int b = 7; b >= 0; --b)
+            w = (w << 8) | p[b];
+        return w;
+    }
+    uint64_t m_h = 0xcbf29ce484222325ULL;
+};
+
+int64_t HeaderChecksum(const SaveSetData& d) {
+    Checksum c;
+    c.Int(d.Version);
+    c.Int(d.FileType);
+    c.Int(d.NumAngles);
+    for (int16_t t : d.AngleTypes)
+        c.Int(t);
+    for (int16_t t : d.Illuminants)
+        c.Int(t);
+    for (double f : d.CMCFactors)
+        c.Real(f);
+    c.Int(d.ColorSpace);
+    c.Int(d.Observer);
+    c.Real(d.WarningLevel);
+    c.Text(d.Company);
+    c.Text(d.Status);
+    c.Int(d.Instrument);
+    return c.Value();
+}
+
+// `secondCurve`: whether curve_1 is stored (not NULL).
+int64_t RecordChecksum(const SaveSetRecord& rec, int64_t ordinal, bool secondCurve) {
+    Checksum c;
+    c.Int(ordinal);
+    c.Text(rec.Name);
+    c.Text(rec.Name2);
+    c.Text(rec.System);
+    c.Text(rec.Notes);
+    c.Text(rec.Status);
+    c.Int(rec.Instrument);
+    c.Int(rec.Time);
+    unsigned char bytes[kCurveBytes];
+    EncodeCurve(rec.Curves[0], bytes);
+    c.Bytes(bytes, kCurveBytes);
+    if (secondCurve) {
+        EncodeCurve(rec.Curves[1], bytes);
+        c.Bytes(bytes, kCurveBytes);
+    } else {
+        c.Int(-1);
+    }
+    return c.Value();
+}
 
 // ---- writing ----
 
@@ -169,7 +249,7 @@ class Writer {
     void WriteHeader(const SaveSetData& d) {
         Statement s;
         Prepare(s, std::string("INSERT INTO header (id, ") + kHeaderColumns +
-                       ") VALUES (1,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?);");
+                       ") VALUES (1,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?);");
         int i = 1;
         sqlite3_bind_int(s.stmt, i++, d.Version);
         sqlite3_bind_int(s.stmt, i++, d.FileType);
@@ -186,13 +266,14 @@ class Writer {
         BindText(s.stmt, i++, d.Company);
         BindText(s.stmt, i++, d.Status);
         sqlite3_bind_int(s.stmt, i++, d.Instrument);
+        sqlite3_bind_int64(s.stmt, i++, HeaderChecksum(d));
         Step(s.stmt);
     }
 
     void WriteRecords(const SaveSetData& d) {
         Statement s;
         Prepare(s, std::string("INSERT INTO records (") + kRecordColumns +
-                       ") VALUES (?,?,?,?,?,?,?,?,?,?);");
+                       ") VALUES (?,?,?,?,?,?,?,?,?,?,?);");
         std::array<unsigned char, kCurveBytes> blob0{}, blob1{};
         for (std::size_t r = 0; r < d.Records.size(); ++r) {
             const SaveSetRecord& rec = d.Records[r];
@@ -208,12 +289,15 @@ class Writer {
             sqlite3_bind_blob(s.stmt, 9, blob0.data(), kCurveBytes, SQLITE_STATIC);
             // A one-angle save set may still carry a second curve (a correlated fandeck writes
             // both positions); an all-zero second curve is what an unwritten one reads as.
-            if (d.NumAngles >= 2 || !AllZero(rec.Curves[1])) {
+            const bool secondCurve = d.NumAngles >= 2 || !AllZero(rec.Curves[1]);
+            if (secondCurve) {
                 EncodeCurve(rec.Curves[1], blob1.data());
                 sqlite3_bind_blob(s.stmt, 10, blob1.data(), kCurveBytes, SQLITE_STATIC);
             } else {
                 sqlite3_bind_null(s.stmt, 10);
             }
+            sqlite3_bind_int64(s.stmt, 11,
+                               RecordChecksum(rec, static_cast<int64_t>(r), secondCurve));
             Step(s.stmt);
         }
     }
@@ -414,6 +498,9 @@ class Reader {
         d.Company = Text(s.stmt, i++, "the header's company");
         d.Status = Text(s.stmt, i++, "the header's status");
         d.Instrument = Short(s.stmt, i++, "the header's instrument");
+        if (sqlite3_column_int64(s.stmt, i++) != HeaderChecksum(d)) {
+            Bad("the save set is damaged (the header does not match its checksum)");
+        }
         rc = sqlite3_step(s.stmt);
         if (rc == SQLITE_ROW)
             Bad("the save set has more than one header");
@@ -454,11 +541,15 @@ class Reader {
                                                     std::numeric_limits<int32_t>::min(),
                                                     std::numeric_limits<int32_t>::max()));
             CurveColumn(s.stmt, 8, where + ": the curve at angle position 0", rec.Curves[0]);
-            if (sqlite3_column_type(s.stmt, 9) == SQLITE_NULL) {
+            const bool secondCurve = sqlite3_column_type(s.stmt, 9) != SQLITE_NULL;
+            if (!secondCurve) {
                 if (d.NumAngles >= 2)
                     Bad(where + ": the curve at angle position 1 is missing");
             } else {
                 CurveColumn(s.stmt, 9, where + ": the curve at angle position 1", rec.Curves[1]);
+            }
+            if (sqlite3_column_int64(s.stmt, 10) != RecordChecksum(rec, ordinal, secondCurve)) {
+                Bad("the save set is damaged (" + where + " does not match its checksum)");
             }
             ++expected;
         }
