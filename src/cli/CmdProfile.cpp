@@ -1,11 +1,111 @@
-// tintara profile (being built; replaced by the real command).
+// tintara profile: reads a Master and a Target tile set, runs the profiling sequence and prints
+// the correlation grid.
+#include <ostream>
+#include <string>
+
+#include "cli/Args.h"
 #include "cli/Commands.h"
+#include "engine/ProfileSequence.h"
+#include "engine/Tolerances.h"
+#include "engine/Utility.h"
+#include "files/RWSaveSet.h"
 #include "workspace/Error.h"
 
 namespace tintara::cli {
 
-int RunProfile(const Arguments&, CommandContext&) {
-    throw Error("the 'profile' command is not available in this build yet");
+namespace {
+
+// The n-th character (1-based) of a status text, empty when the text is shorter.
+std::string StatusChar(const std::string& status, std::size_t n) {
+    return status.size() >= n ? status.substr(n - 1, 1) : std::string();
+}
+
+bool UvExempt(int16_t id) {
+    return id == 2 || id == 208;
+}  // Minolta CM-2002 and CM-700
+
+// The refusals of the coefficient command once both tile sets are in: UV excluded on either
+// instrument (unless exempt), then a specular-component mismatch.
+void CheckProfileStatus(const GlobalVariables& ws) {
+    if (!UvExempt(ws.MasterInstrumentID) && !UvExempt(ws.TargetInstrumentID) &&
+        (StatusChar(ws.MasterStatus, 4) == "E" || StatusChar(ws.TargetStatus, 4) == "E")) {
+        throw Refusal("Status Error",
+                      "The Master and Target instruments must be set to UV Component Included");
+    }
+    if (StatusChar(ws.MasterStatus, 3) != StatusChar(ws.TargetStatus, 3)) {
+        throw Refusal("Data Error", "The Master and Target status do NOT Match");
+    }
+}
+
+void ReadTileSet(RWSaveSet& reader, const std::string& file, bool isMaster,
+                 CommandContext& context) {
+    bool failed = false;
+    reader.ReadWSVRecord(file, isMaster, failed);
+    if (!failed) {
+        // The header's file dates, as the tile-set commands stamp them.
+        reader.GetLastModifiedDate(file, isMaster);
+        return;
+    }
+    if (!reader.LastError().empty())
+        context.err << reader.LastError() << "\n";
+    if (isMaster) {
+        throw Refusal("File Read Error",
+                      "There is a problem with the Save_Set File \n\n"
+                      "It may be Corrupt, Empty or on a Mapped Drive\n"
+                      "This may also be a Windows Permission error\n"
+                      "Please contact your IT administrator to resolve these issues");
+    }
+    throw Refusal("File Read Error", "There is a problem with the Save_Set File ");
+}
+
+}  // namespace
+
+int RunProfile(const Arguments& arguments, CommandContext& context) {
+    const Args args(arguments, {"--master", "--target", "--geometry"}, {"--nocentroid"});
+    if (!args.Positionals().empty())
+        throw UsageError("unexpected argument " + args.Positionals()[0]);
+    const std::string masterFile = args.Required("--master");
+    const std::string targetFile = args.Required("--target");
+    const std::string geometry = args.Value("--geometry", "sci");
+    if (geometry != "sci" && geometry != "sce") {
+        throw UsageError("--geometry must be sci or sce, not '" + geometry + "'");
+    }
+
+    GlobalVariables ws;
+    // The colour space of every difference comes from the tolerance settings, as at start-up.
+    const ProfilerIniLocation ini = LocateProfilerIni();
+    const ToleranceReadResult tolerances = LoadTolerances(ws, ini);
+    if (tolerances.ErrorNoted) {
+        bool exists = false;
+        for (const auto& path : ini.ReadPaths)
+            exists = exists || std::filesystem::exists(path);
+        // A missing file is the normal case for the command line; a damaged one is worth a word.
+        if (exists) {
+            context.err << kToleranceReadTitle << ": " << kToleranceReadText << " ("
+                        << tolerances.Detail << ")\n";
+        }
+    }
+    ws.InitializeVariables();
+    ws.GeometryChoice = geometry == "sci";
+    ws.UseCentroid = !args.Has("--nocentroid");
+
+    RWSaveSet reader(ws);
+    ReadTileSet(reader, masterFile, true, context);
+    ws.MasterTilesSelected = true;
+    ReadTileSet(reader, targetFile, false, context);
+    ws.TargetTilesSelected = true;
+    CheckProfileStatus(ws);
+
+    Utility utility(ws);
+    ProfileSequence(utility);
+    ws.CoefficientsCalculated = true;
+
+    for (const auto& row : CorrelationGridRows(ws)) {
+        for (std::size_t c = 0; c < row.size(); ++c)
+            context.out << (c ? "\t" : "") << row[c];
+        context.out << "\n";
+    }
+    return 0;
 }
 
 }  // namespace tintara::cli
