@@ -203,7 +203,8 @@ class Writer {
             Fail("cannot create a temporary file in the folder");
         }
         Exec(
-            "PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE;"
+            "PRAGMA page_size = 65536; PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF;"
+            " PRAGMA locking_mode = EXCLUSIVE;"
             "PRAGMA application_id = " +
             std::to_string(kSaveSetApplicationId) +
             "; PRAGMA user_version = " + std::to_string(kSaveSetFormatVersion) + ";");
