@@ -201,8 +201,15 @@ TEST(SaveSetStorage, RefusesDamagedDatabases) {
         SCOPED_TRACE(keep);
         ExpectRefused(cut, "");
     }
-    // Garbled b-tree pages: the schema page, and interior/leaf pages further in.
-    for (std::size_t at : {std::size_t{100}, std::size_t{4096 * 3}, bytes.size() / 2}) {
+    // Garbled pages: the file header and schema page, and the cell area at the end of leaf pages
+    // further in (page free space, which holds nothing, is not worth garbling).
+    // Page size: bytes 16-17 of the database header, big-endian, 1 meaning 65536.
+    const std::size_t sizeField =
+        (static_cast<unsigned char>(bytes[16]) << 8) | static_cast<unsigned char>(bytes[17]);
+    const std::size_t pageSize = sizeField == 1 ? 65536 : sizeField;
+    const std::size_t pages = bytes.size() / pageSize;
+    for (std::size_t at : {std::size_t{20}, std::size_t{100}, 2 * pageSize - 600,
+                           (pages / 2) * pageSize - 600, bytes.size() - 600}) {
         std::string damaged = bytes;
         for (std::size_t i = at; i < at + 512; ++i)
             damaged[i] = static_cast<char>(0xA5 ^ i);
