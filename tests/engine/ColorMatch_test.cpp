@@ -179,6 +179,26 @@ TEST(Colorimetry, SpragueKeepsTabulatedPointsAndReproducesPolynomials) {
     }
 }
 
+TEST(Colorimetry, SpragueCurveIsSmoothAcrossTabulatedPoints) {
+    // Sprague's interpolation is osculatory: slope and curvature are continuous at every node.
+    // On a very fine step, one-sided difference quotients on either side of a node must agree
+    // to the order of the step.
+    const int steps = 10000;
+    for (const Curve40& curve : RandomCurves(5, 23)) {
+        const std::vector<double> f = colorimetry::SpragueInterpolate(curve, steps);
+        for (std::size_t node = 2; node + 2 < 40; ++node) {
+            const std::size_t k = node * steps;
+            const double h = 1.0 / steps;
+            const double leftSlope = (f[k] - f[k - 1]) / h;
+            const double rightSlope = (f[k + 1] - f[k]) / h;
+            const double leftCurvature = (f[k] - 2 * f[k - 1] + f[k - 2]) / (h * h);
+            const double rightCurvature = (f[k + 2] - 2 * f[k + 1] + f[k]) / (h * h);
+            ASSERT_NEAR(leftSlope, rightSlope, 0.1) << "node " << node;
+            ASSERT_NEAR(leftCurvature, rightCurvature, 1.0) << "node " << node;
+        }
+    }
+}
+
 TEST(Colorimetry, AgreesWithArgyllOnTheSameOneNanometreCurves) {
     // Same 1 nm curves on both sides: this compares the observer, illuminant and summation alone.
     const std::vector<ArgyllCase> cases = LoadArgyllCases();
@@ -292,7 +312,10 @@ TEST(ColorMatch, DifferenceVectorIsTrialMinusStandardAndConsistent) {
 TEST(ColorMatch, HunterAndCieLabDifferOnlyInTheSelectedSpaceResults) {
     const std::vector<ArgyllCase> cases = LoadArgyllCases();
     const Curve40& s = cases.front().curve;
-    const Curve40& t = cases.back().curve;
+    const auto red = std::find_if(cases.begin(), cases.end(),
+                                  [](const ArgyllCase& c) { return c.name == "TCS09"; });
+    ASSERT_NE(red, cases.end());
+    const Curve40& t = red->curve;  // a strong red: large Hunter a and b
     ColorMatch plm;
     const std::vector<double> cie = Difference(plm, s, t);
     plm.SetColorSpace(kHunterLab);  // switching the space recomputes the curves already held
@@ -306,6 +329,13 @@ TEST(ColorMatch, HunterAndCieLabDifferOnlyInTheSelectedSpaceResults) {
     const double yr = xyz.Y / colorimetry::WhitePoint().Y;
     EXPECT_NEAR(trial[0], 100.0 * std::sqrt(yr), 1e-9);
     EXPECT_NEAR(trial[6], xyz.Y, 1e-9);
+    // Hunter's chromaticity coefficients for this white: Ka = 175/198.04 (Xn + Yn) = 172.15 and
+    // Kb = 70/218.11 (Yn + Zn) = 66.53 for D65 and the 10-degree observer.
+    const Xyz& n = colorimetry::WhitePoint();
+    const double xr = xyz.X / n.X, zr = xyz.Z / n.Z;
+    EXPECT_NEAR(trial[1], 172.15 * (xr - yr) / std::sqrt(yr), 0.001 * std::fabs(trial[1]));
+    EXPECT_NEAR(trial[2], 66.53 * (yr - zr) / std::sqrt(yr), 0.001 * std::fabs(trial[2]));
+    EXPECT_GT(std::fabs(trial[1]) + std::fabs(trial[2]), 1.0);
 }
 
 TEST(ColorMatch, FineSpectrumIsTheTrialCurve) {

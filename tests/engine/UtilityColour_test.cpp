@@ -70,18 +70,6 @@ TEST(UtilityColour, ColourSpaceComesFromTheWorkspace) {
     EXPECT_THROW(Utility{ws}, Error);
 }
 
-TEST(UtilityColour, ResetArraysLeavesOneElementEach) {
-    GlobalVariables ws;
-    Utility engine(ws);
-    ws.MasterWorkSpectrum.fill(30.0);
-    ws.SampleWorkSpectrum.fill(31.0);
-    engine.ReCalcDE();
-    engine.ResetArrays();
-    EXPECT_EQ(ws.DEResult.size(), 1u);
-    EXPECT_EQ(ws.DeltaArrayA.size(), 1u);
-    EXPECT_EQ(ws.DeltaArrayB.size(), 1u);
-}
-
 TEST(UtilityColour, BadWorkSpectrumIsRefused) {
     GlobalVariables ws;
     Utility engine(ws);
