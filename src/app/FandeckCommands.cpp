@@ -104,7 +104,7 @@ void ProfilerCommands::SaveCorrelatedFandeck_Click() {
                     "No file has been chosen for the Correlated Fandeck - nothing was saved");
             return;
         }
-        if (m_ws.CorrelatedFandeckReflectance.Records() == 0) {
+        if (!m_ws.CorrelatedFandeckReady || m_ws.CorrelatedFandeckReflectance.Records() == 0) {
             Message("Data Error",
                     "There is no Correlated Fandeck data to save - convert a fandeck first");
             return;

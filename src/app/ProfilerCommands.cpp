@@ -3,15 +3,26 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 #include <exception>
+#include <optional>
 
 #include "app/HeaderDialogs.h"
+#include "app/ToleranceDialog.h"
+#include "engine/Tolerances.h"
 #include "workspace/Error.h"
 
 namespace tintara {
 
 namespace {
 constexpr const char* kRunTimeErrorTitle = "Tintara Profiler";
+
+std::optional<std::string> Environment(const char* name) {
+    const char* value = std::getenv(name);
+    if (value == nullptr)
+        return std::nullopt;
+    return std::string(value);
+}
 }  // namespace
 
 std::string FilterDescription(const std::string& filter) {
@@ -266,6 +277,32 @@ void ProfilerCommands::DisplayCommand_Click() {
             return;
         }
         ShowCompareView(!m_ws.GridShowsSCI);
+    });
+}
+
+void ProfilerCommands::LoadToleranceDefaults() {
+    m_iniLocation = LocateProfilerIni(m_programFolder, Environment("TINTARA_HOME"),
+                                      Environment("XDG_CONFIG_HOME"), Environment("HOME"));
+    const ToleranceReadResult result = LoadTolerances(m_ws, m_iniLocation);
+    m_utility.PLM.SetColorSpace(m_ws.ColorSpace);
+    if (result.ErrorNoted)
+        Message(kToleranceReadTitle, kToleranceReadText, MessageIcon::None);
+}
+
+void ProfilerCommands::SetTolerances_Click() {
+    Guarded([&] {
+        if (m_iniLocation.WritePath.empty()) {
+            m_iniLocation = LocateProfilerIni(m_programFolder, Environment("TINTARA_HOME"),
+                                              Environment("XDG_CONFIG_HOME"), Environment("HOME"));
+        }
+        GetTolerancesDialog dialog(m_ws, m_ui, m_utility.PLM, m_iniLocation.WritePath,
+                                   [this] { ClearScreenControls(); });
+        m_ui.ShowTolerances(dialog);
+        if (m_grid.Visible() && m_ws.PerformanceDataReady) {
+            m_paint.Window = m_ui.WindowArea();
+            m_paint.BuildEmptyPerformanceGrid(m_ws.SampleCount + 2);
+            ShowPerformanceView(m_ws.PerformanceShowsSCI);
+        }
     });
 }
 

@@ -9,6 +9,7 @@
 
 #include "app/MenuState.h"
 #include "app/UserInterface.h"
+#include "engine/Tolerances.h"
 #include "engine/Utility.h"
 #include "files/CCFReadWrite.h"
 #include "files/RWSaveSet.h"
@@ -38,6 +39,8 @@ class ProfilerCommands {
     static constexpr int16_t kRecordCountMismatch = 1;  // Master and Target fandecks differ
     static constexpr int16_t kInstrumentMismatch = 2;   // fandeck is not the profile's Target
     static constexpr int16_t kFandeckUnreadable = 3;
+    // First line of every save-set read problem.
+    static constexpr const char* kReadProblem = "There is a problem with the Save_Set File ";
 
     // `programFolder` holds Profiler.ini (unless TINTARA_HOME names another) and the pictures.
     ProfilerCommands(GlobalVariables& ws, UserInterface& ui, std::filesystem::path programFolder);
@@ -147,6 +150,7 @@ class ProfilerCommands {
     Utility m_utility;
     CCFReadWrite m_ccf;
     RWSaveSet m_saveSets;
+    ProfilerIniLocation m_iniLocation;
     bool m_conversionFailed = false;
 };
 

@@ -20,7 +20,6 @@ bool UvRefused(int16_t instrumentID, const std::string& status) {
 
 constexpr const char* kUvText = "The UV Component must be INCLUDED for Profiling";
 constexpr const char* kUvTitle = "Instrument Status Error";
-constexpr const char* kReadProblem = "There is a problem with the Save_Set File ";
 
 std::string FileTitle(const std::string& file) {
     return std::filesystem::path(file).filename().string();
@@ -158,6 +157,11 @@ void ProfilerCommands::TargetInstrumentTileSet_Click() {
                     m_paint.Window = m_ui.WindowArea();
                     if (!m_ws.ShowPhaseProgress) {
                         m_utility.AllocateFandeckArrays();
+                        // That emptied the fandeck arrays: nothing converted or compared is left
+                        // to save or show.
+                        m_ws.ConversionDone = false;
+                        m_ws.CorrelatedFandeckReady = false;
+                        m_ws.PerformanceDataReady = false;
                         m_paint.BuildEmptyCompareGrid(m_ws.TileCount + 2);
                         m_paint.RefreshAvianDisplay();
                     } else {

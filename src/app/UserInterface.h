@@ -16,6 +16,7 @@ namespace tintara {
 class WizardForm;
 class ProfileHeaderDialog;
 class SelectGeometryDialog;
+class GetTolerancesDialog;
 
 // Icons and button sets of a message box, as the host's message box offered them.
 enum class MessageIcon { None, Critical, Question, Exclamation, Information };
@@ -98,6 +99,14 @@ class UserInterface : public ProgressSink, public CommandListener {
     // (Option1) and SCE (Option2) with Option1_Click/Option2_Click, OK -> OKButton_Click(),
     // close box -> Close().
     virtual void ShowSelectGeometry(SelectGeometryDialog& dialog) = 0;
+
+    // The "Tolerances" dialog: call dialog.Form_Activate() when it opens; show the two row
+    // captions, the text boxes TolText, the scroll bars (1..100, ScrollPosition; a move calls
+    // VScroll1_Change), the options "CIE Lab" (Option1_Click) and "Hunter Lab" (Option2_Click) in
+    // the frame "ColorSpace", and the buttons "Accept" (enabled by AcceptButtonEnabled;
+    // AcceptButton_Click) and "Cancel" (CancelButton_Click, also the close box). Let an Error
+    // from AcceptButton_Click propagate after closing. Return once dialog.Closed().
+    virtual void ShowTolerances(GetTolerancesDialog& dialog) = 0;
 
     // ---- printing ----
 

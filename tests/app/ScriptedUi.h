@@ -5,6 +5,7 @@
 
 #include <array>
 #include <deque>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "app/HeaderDialogs.h"
+#include "app/ToleranceDialog.h"
 #include "app/UserInterface.h"
 
 namespace tintara::test {
@@ -43,6 +45,8 @@ class ScriptedUi : public UserInterface {
     std::deque<std::optional<bool>> GeometryAnswers;  // true SCI, false SCE, nullopt close box
     std::deque<bool> PrintAnswers;                    // true = OK, false = Cancel
     std::deque<int16_t> MessageAnswers;               // default kResultOk
+    // The tolerance dialog: the user's actions on the opened model (empty closes with Cancel).
+    std::deque<std::function<void(GetTolerancesDialog&)>> ToleranceAnswers;
     bool PictureLoads = true;
 
     // ---- what was shown ----
@@ -78,7 +82,7 @@ class ScriptedUi : public UserInterface {
     }
     bool AllAnswersUsed() const {
         return Files.empty() && WizardAnswers.empty() && HeaderAnswers.empty() &&
-               GeometryAnswers.empty() && PrintAnswers.empty();
+               GeometryAnswers.empty() && PrintAnswers.empty() && ToleranceAnswers.empty();
     }
 
     // ---- UserInterface ----
@@ -175,6 +179,22 @@ class ScriptedUi : public UserInterface {
             dialog.Option2_Click();
         }
         dialog.OKButton_Click();
+    }
+
+    void ShowTolerances(GetTolerancesDialog& dialog) override {
+        dialog.Form_Activate();
+        Log.push_back("tolerances");
+        if (ToleranceAnswers.empty()) {
+            ADD_FAILURE() << "unexpected tolerance dialog";
+            dialog.CancelButton_Click();
+            return;
+        }
+        const auto answer = ToleranceAnswers.front();
+        ToleranceAnswers.pop_front();
+        if (answer)
+            answer(dialog);
+        if (!dialog.Closed())
+            dialog.CancelButton_Click();
     }
 
     bool ShowPrintDialog() override {
