@@ -55,11 +55,11 @@ void RWSaveSet::ReadWSVRecord(const std::string& file, bool IsMaster, bool& Fail
     Failed = false;
     m_lastError.clear();
     const int16_t opened = m_library.SS_Open(file);
+    const std::string openError = m_library.SS_GetIOError();  // before the next call replaces it
     m_ws.LastResult = Result(opened);
     m_recordCount = m_library.SS_GetNumRecords();
     if (opened == 0 || m_recordCount == 0) {
-        m_lastError =
-            opened == 0 ? m_library.SS_GetIOError() : file + ": the save set holds no records";
+        m_lastError = opened == 0 ? openError : file + ": the save set holds no records";
         Failed = true;
         m_library.SS_Close();
         return;
@@ -239,11 +239,11 @@ void RWSaveSet::KeepFandeckHeader(const std::array<int16_t, 3>& angleTypes) {
 bool RWSaveSet::ReadFandeck(const std::string& file, bool IsMaster) {
     m_lastError.clear();
     const int16_t opened = m_library.SS_Open(file);
+    const std::string openError = m_library.SS_GetIOError();  // before the next call replaces it
     m_ws.LastResult = Result(opened);
     m_recordCount = m_library.SS_GetNumRecords();
     if (opened == 0 || m_recordCount == 0) {
-        m_lastError =
-            opened == 0 ? m_library.SS_GetIOError() : file + ": the save set holds no records";
+        m_lastError = opened == 0 ? openError : file + ": the save set holds no records";
         m_library.SS_Close();
         m_ws.LastResult = kFalse;
         return false;
