@@ -1,0 +1,154 @@
+// Fandeck conversion: a 100,000-record two-angle fandeck read, corrected, compared and written,
+// and the curve correction on its own.
+#include <benchmark/benchmark.h>
+
+#include <unistd.h>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "engine/ProfileSequence.h"
+#include "engine/Utility.h"
+#include "files/CCFReadWrite.h"
+#include "files/DemoData.h"
+#include "files/FandeckCompare.h"
+#include "files/ProfileCorrector.h"
+#include "files/RWSaveSet.h"
+#include "files/SaveSetLibrary.h"
+
+namespace {
+
+using namespace tintara;
+
+constexpr int kRecords = 100000;
+
+// The demo's tile sets profiled in SCI and SCE into one coefficient file, and the demo fandeck
+// stretched to 100,000 records (each copy nudged so that no two records are the same).
+struct Fixture {
+    std::filesystem::path dir, ccf, master, target, output;
+
+    Fixture() {
+        dir = std::filesystem::temp_directory_path() /
+              ("tintara-convert-bench-" + std::to_string(::getpid()));
+        std::filesystem::create_directories(dir);
+        const auto files = WriteDemoData(dir);
+        ccf = dir / "demo.ccf";
+        for (const bool sci : {true, false}) {
+            GlobalVariables ws;
+            ws.GeometryChoice = sci;
+            RWSaveSet reader(ws);
+            bool failed = false;
+            reader.ReadWSVRecord(files[0].string(), true, failed);
+            reader.ReadWSVRecord(files[1].string(), false, failed);
+            Utility utility(ws);
+            ProfileSequence(utility);
+            CCFReadWrite(ws).WriteCoeficcients(ccf);
+        }
+        const DemoSaveSets demo = MakeDemoData();
+        master = dir / "master-100k.wsv";
+        target = dir / "target-100k.wsv";
+        output = dir / "correlated-100k.wsv";
+        StoreSaveSet(Stretch(demo.MasterFandeck), master);
+        StoreSaveSet(Stretch(demo.TargetFandeck), target);
+    }
+    ~Fixture() {
+        std::error_code ec;
+        std::filesystem::remove_all(dir, ec);
+    }
+
+    static SaveSetData Stretch(const SaveSetData& small) {
+        SaveSetData big = small;
+        big.Records.clear();
+        big.Records.reserve(kRecords);
+        for (int r = 0; r < kRecords; ++r) {
+            SaveSetRecord record =
+                small.Records[static_cast<std::size_t>(r) % small.Records.size()];
+            record.Name = "Sample " + std::to_string(r + 1);
+            const double nudge = 1.0 + 1e-4 * static_cast<double>(r / small.Records.size());
+            for (auto& curve : record.Curves) {
+                for (double& v : curve)
+                    v *= nudge;
+            }
+            big.Records.push_back(std::move(record));
+        }
+        return big;
+    }
+};
+
+Fixture& Data() {
+    static Fixture fixture;
+    return fixture;
+}
+
+// Read both fandecks, correct the Target with the coefficient file, compute the deltas of every
+// sample in both geometries, write the correlated fandeck.
+void BM_ConvertFandeck100kEndToEnd(benchmark::State& state) {
+    Fixture& f = Data();
+    for (auto _ : state) {
+        GlobalVariables ws;
+        RWSaveSet saveSets(ws);
+        Utility utility(ws);
+        CompareFandecks(ws, saveSets, utility, f.master.string(), f.target.string(),
+                        f.ccf.string());
+        ws.CorrelatedSaveSetFile = f.output.string();
+        saveSets.WriteCorrelatedResults();
+        benchmark::DoNotOptimize(ws.SampleDeltas(kRecords, 7));
+    }
+    state.SetItemsProcessed(state.iterations() * kRecords);
+}
+BENCHMARK(BM_ConvertFandeck100kEndToEnd)->Unit(benchmark::kMillisecond)->Iterations(3);
+
+// The same road taken apart, so that a slow step shows.
+void BM_ConvertFandeck100kReadAndCorrect(benchmark::State& state) {
+    Fixture& f = Data();
+    GlobalVariables ws;
+    RWSaveSet saveSets(ws);
+    ws.CoefficientFile = f.ccf.string();
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(saveSets.ReadFandeckandBuildCorrelatedData(f.target.string()));
+    }
+    state.SetItemsProcessed(state.iterations() * kRecords);
+}
+BENCHMARK(BM_ConvertFandeck100kReadAndCorrect)->Unit(benchmark::kMillisecond)->Iterations(3);
+
+void BM_CorrelatedDeltas100k(benchmark::State& state) {
+    Fixture& f = Data();
+    GlobalVariables ws;
+    RWSaveSet saveSets(ws);
+    Utility utility(ws);
+    CompareFandecks(ws, saveSets, utility, f.master.string(), f.target.string(), f.ccf.string());
+    for (auto _ : state) {
+        utility.ProcessCorrelatedDeltas();
+        benchmark::DoNotOptimize(ws.SampleDeltas(kRecords, 7));
+    }
+    state.SetItemsProcessed(state.iterations() * kRecords);
+}
+BENCHMARK(BM_CorrelatedDeltas100k)->Unit(benchmark::kMillisecond)->Iterations(3);
+
+// The correction step alone: one 40-point curve per item, SCI and SCE alternating.
+void BM_CorrectCurves(benchmark::State& state) {
+    Fixture& f = Data();
+    ProfileCorrector corrector;
+    corrector.ReadCoefficientFile(f.ccf);
+    const SaveSetData target = MakeDemoData().TargetFandeck;
+    std::vector<double> curves;
+    for (const SaveSetRecord& record : target.Records) {
+        for (const auto& curve : record.Curves)
+            curves.insert(curves.end(), curve.begin(), curve.end());
+    }
+    const std::size_t count = curves.size() / kPointCount;
+    double out[kPointCount];
+    std::size_t i = 0;
+    for (auto _ : state) {
+        corrector.Correct(i % 2 == 0 ? Geometry::SCI : Geometry::SCE,
+                          curves.data() + i * kPointCount, out);
+        benchmark::DoNotOptimize(out);
+        benchmark::ClobberMemory();
+        if (++i == count)
+            i = 0;
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_CorrectCurves);
+
+}  // namespace
