@@ -1,11 +1,50 @@
-// tintara export (being built; replaced by the real command).
+// tintara export: a save set to CGATS.17 (SPECTRAL_NM360 .. SPECTRAL_NM750 in percent).
+#include <chrono>
+#include <ctime>
+#include <filesystem>
+#include <ostream>
+#include <string>
+
+#include "cli/Args.h"
 #include "cli/Commands.h"
+#include "files/Cgats.h"
+#include "files/SaveSetLibrary.h"
 #include "workspace/Error.h"
 
 namespace tintara::cli {
 
-int RunExport(const Arguments&, CommandContext&) {
-    throw Error("the 'export' command is not available in this build yet");
+namespace {
+
+// The CREATED keyword: local time, ISO 8601.
+std::string Now() {
+    const std::time_t t = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+    std::tm local{};
+    localtime_r(&t, &local);
+    char text[32];
+    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &local);
+    return text;
+}
+
+}  // namespace
+
+int RunExport(const Arguments& arguments, CommandContext& context) {
+    const Args args(arguments, {"-o"}, {});
+    if (args.Positionals().size() != 1)
+        throw UsageError("export needs exactly one save set");
+    const std::filesystem::path in = args.Positionals()[0];
+    const std::filesystem::path out = args.Required("-o");
+
+    const SaveSetData data = LoadSaveSet(in);
+    ExportOptions options;
+    options.Created = Now();
+    ExportCgats(data, out, options);
+    context.out << "Wrote " << out.string() << ": " << data.Records.size()
+                << " records, SPECTRAL_NM360 .. SPECTRAL_NM750 in percent";
+    if (data.NumAngles == 2) {
+        context.out << ", angle position 0 (SCI) in the first table and 1 (SCE) in the second";
+    }
+    context.out << "\n";
+    return 0;
 }
 
 }  // namespace tintara::cli
