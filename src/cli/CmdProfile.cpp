@@ -8,6 +8,7 @@
 #include "engine/ProfileSequence.h"
 #include "engine/Tolerances.h"
 #include "engine/Utility.h"
+#include "files/CCFReadWrite.h"
 #include "files/RWSaveSet.h"
 #include "workspace/Error.h"
 
@@ -58,10 +59,20 @@ void ReadTileSet(RWSaveSet& reader, const std::string& file, bool isMaster,
     throw Refusal("File Read Error", "There is a problem with the Save_Set File ");
 }
 
+// The header texts of the side just read, as the tile-set commands take them from the last
+// record; the coefficient file carries them.
+void TakeHeaderTexts(GlobalVariables& ws, bool isMaster) {
+    (isMaster ? ws.MasterCompany : ws.TargetCompany) = ws.RecordCompany;
+    (isMaster ? ws.MasterOperator : ws.TargetOperator) = ws.RecordOperator;
+    (isMaster ? ws.MasterSerial : ws.TargetSerial) = ws.RecordSerial;
+    (isMaster ? ws.MasterTileSetSerial : ws.TargetTileSetSerial) = ws.RecordTileSetSerial;
+}
+
 }  // namespace
 
 int RunProfile(const Arguments& arguments, CommandContext& context) {
-    const Args args(arguments, {"--master", "--target", "--geometry"}, {"--nocentroid"});
+    const Args args(arguments, {"--master", "--target", "--geometry", "--ccf", "--results-dir"},
+                    {"--nocentroid"});
     if (!args.Positionals().empty())
         throw UsageError("unexpected argument " + args.Positionals()[0]);
     const std::string masterFile = args.Required("--master");
@@ -91,14 +102,33 @@ int RunProfile(const Arguments& arguments, CommandContext& context) {
 
     RWSaveSet reader(ws);
     ReadTileSet(reader, masterFile, true, context);
+    TakeHeaderTexts(ws, true);
     ws.MasterTilesSelected = true;
     ReadTileSet(reader, targetFile, false, context);
+    TakeHeaderTexts(ws, false);
     ws.TargetTilesSelected = true;
     CheckProfileStatus(ws);
 
     Utility utility(ws);
     ProfileSequence(utility);
     ws.CoefficientsCalculated = true;
+
+    // Saving, as the save-coefficients command does: the coefficient file by the merge rule (the
+    // other geometry's block of an existing file is kept), then the per-tile result save sets.
+    if (args.Has("--ccf")) {
+        ws.CoefficientFile = args.Value("--ccf");
+        CCFReadWrite(ws).WriteCoeficcients(ws.CoefficientFile);
+        ws.CoefficientsLoaded = true;
+    }
+    if (args.Has("--results-dir")) {
+        const std::filesystem::path folder = args.Value("--results-dir");
+        std::error_code ec;
+        std::filesystem::create_directories(folder, ec);
+        if (ec)
+            throw IoError("cannot create " + folder.string() + ": " + ec.message());
+        reader.SetOutputFolder(folder);
+        reader.WriteSaveSetResults();
+    }
 
     for (const auto& row : CorrelationGridRows(ws)) {
         for (std::size_t c = 0; c < row.size(); ++c)

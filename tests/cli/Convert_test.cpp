@@ -2,12 +2,14 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <sstream>
 
 #include "engine/Tolerances.h"
 #include "files/CCFReadWrite.h"
+#include "files/DemoData.h"
 #include "files/FandeckCompare.h"
 #include "files/ProfileCorrector.h"
 #include "files/SaveSetLibrary.h"
@@ -301,6 +303,62 @@ TEST(PerformanceVerdict, AverageEqualToTheLimitPasses) {
         ws.SampleDeltas(2, UncorrectedColumn(g) + 3) = 9.0;  // the uncorrected group never does
         ws.SampleDeltas(2, de) = 0.1;
         EXPECT_TRUE(PerformancePassed(ws, g));
+    }
+}
+
+// ---- the whole road on the demo data
+// ----------------------------------------------------------------
+
+TEST(DemoRoad, ProfileBothGeometriesIntoOneFileThenConvertAndCompare) {
+    const auto dir = test::ScratchDir("DemoRoad");
+    WriteTolerances(dir / "Profiler.ini", ToleranceSettings{0.5, 0.5, 0});
+    WriteDemoData(dir);
+    auto path = [&](const std::string& name) { return Quote(dir / name); };
+    const std::string tiles = "--master " + path("master-tiles.wsv") + " --target " +
+                              path("target-tiles.wsv") + " --ccf " + path("demo.ccf");
+    const Outcome sci =
+        Tintara(dir, "profile " + tiles + " --geometry sci --results-dir " + path("results"));
+    ASSERT_EQ(sci.status, 0) << sci.err;
+    const Outcome sce = Tintara(dir, "profile " + tiles + " --geometry sce");
+    ASSERT_EQ(sce.status, 0) << sce.err;
+
+    // One file, both geometries real, header texts from the tile sets.
+    const CoefficientFileContents ccf = ParseCoefficientFile(dir / "demo.ccf");
+    EXPECT_TRUE(ccf.SCIPresent);
+    EXPECT_TRUE(ccf.SCEPresent);
+    EXPECT_NE(ccf.SCI, ccf.SCE);
+    EXPECT_EQ(ccf.Master.InstrumentID, DemoParameters{}.MasterInstrument);
+    EXPECT_EQ(ccf.Target.Company, DemoParameters{}.Company);
+    int results = 0;
+    for ([[maybe_unused]] const auto& e : std::filesystem::directory_iterator(dir / "results"))
+        ++results;
+    EXPECT_EQ(results, 32);
+
+    const Outcome convert =
+        Tintara(dir, "convert --ccf " + path("demo.ccf") + " --in " + path("target-fandeck.wsv") +
+                         " --out " + path("corrected.wsv"));
+    ASSERT_EQ(convert.status, 0) << convert.err;
+    EXPECT_EQ(convert.err, "");  // both geometries applied
+
+    for (const std::string view : {"", " --sce"}) {
+        const std::string pair = "compare --master " + path("master-fandeck.wsv") + " --target ";
+        const Outcome before = Tintara(dir, pair + path("target-fandeck.wsv") + view);
+        const Outcome after = Tintara(dir, pair + path("corrected.wsv") + view);
+        const Outcome onTheFly =
+            Tintara(dir, pair + path("target-fandeck.wsv") + " --ccf " + path("demo.ccf") + view);
+        ASSERT_EQ(before.status, 0) << before.err;
+        ASSERT_EQ(after.status, 0) << after.err;
+        const auto b = Table(before.out), a = Table(after.out), f = Table(onTheFly.out);
+        ASSERT_GE(b.size(), 3u);
+        const double deBefore = std::stod(b[b.size() - 2][4]);
+        const double deAfter = std::stod(a[a.size() - 2][4]);
+        std::printf("demo fandeck%s: mean DE %.2f before, %.2f after correction\n", view.c_str(),
+                    deBefore, deAfter);
+        // The profile removes most of the systematic difference; what is left is noise and the
+        // parts the model does not capture.
+        EXPECT_LT(deAfter, 0.5 * deBefore);
+        // Converting to a file and converting on the fly give the same comparison.
+        EXPECT_EQ(a, f);
     }
 }
 
