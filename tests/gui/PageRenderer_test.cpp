@@ -10,7 +10,6 @@
 #include <filesystem>
 
 #include "report/PrintCertificate.h"
-#include "report/PrintPerformance.h"
 #include "support/TestPaths.h"
 #include "workspace/Error.h"
 
@@ -132,25 +131,6 @@ TEST_F(PageRendererTest, RenderedTextReadsBackFromThePdf) {
     EXPECT_NE(text.find("10\xC2\xBA observer"), std::string::npos);
     EXPECT_NE(text.find("Tile 32"), std::string::npos);
     EXPECT_NE(text.find("Certified by :"), std::string::npos);
-}
-
-TEST_F(PageRendererTest, LongPerformanceCertificateBecomesSeveralPdfPages) {
-    if (test::RunCommand("pdfinfo -v") != 0)
-        GTEST_SKIP() << "pdfinfo is not installed";
-    GlobalVariables ws;
-    ws.SampleCount = 300;
-    ws.SampleNames.assign(300, "Sample");
-    ws.SampleDeltas.Resize(301, kSampleDeltaColumns);
-    PrintPerformance printer(ws);
-    const PageDescription page = printer.PrintSCIPerformanceData();
-    const auto pdf = test::ScratchDir("PageRendererPages") / "performance.pdf";
-    gui::WritePdf(page, QString::fromStdString(pdf.string()));
-    std::string info;
-    ASSERT_EQ(test::RunCommand("pdfinfo '" + pdf.string() + "'", &info), 0);
-    const auto at = info.find("Pages:");
-    ASSERT_NE(at, std::string::npos) << info;
-    EXPECT_EQ(std::stoul(info.substr(at + 6)), page.Pages.size()) << info;
-    EXPECT_GT(page.Pages.size(), 1u);
 }
 
 TEST_F(PageRendererTest, AnUnwritableFolderIsAnIoError) {

@@ -349,13 +349,5 @@ TEST(ResultGridModel, ReshapingKeepsSurvivingCellsAndRangeIsChecked) {
     EXPECT_EQ(grid.TextMatrix(0, 4), "e");
 }
 
-TEST(ResultGridModel, ColourPartsFollowTheBgrNotation) {
-    EXPECT_EQ(ColorRed(kFailColor), 253);
-    EXPECT_EQ(ColorGreen(kFailColor), 89);
-    EXPECT_EQ(ColorBlue(kFailColor), 81);
-    EXPECT_EQ(ColorRed(kFinalColor), 208);
-    EXPECT_EQ(ColorBlue(kFinalColor), 255);
-}
-
 }  // namespace
 }  // namespace tintara

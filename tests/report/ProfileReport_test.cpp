@@ -47,17 +47,6 @@ TEST(ProfileReport, MatchesTheGoldenReportByteForByte) {
     }
 }
 
-TEST(ProfileReport, InstrumentNamesAreCutTo20OnlyInTheInstrumentLines) {
-    GlobalVariables ws = ProfiledWorkspace();
-    const auto lines = test::CrLfLines(Report(ws));
-    EXPECT_EQ(lines[0],
-              "Master Instrument: Datacolor SF600 Plus   Status: LAIIUX    CalTile # M-4471");
-    EXPECT_EQ(lines[2], "Tile Data for the Datacolor SF600 Plus-CT was last updated on 03/14/2024");
-    EXPECT_EQ(lines[3],
-              "Target Instrument: Color-Eye 7000A        Status: LAIIUX    CalTile # T-1185");
-    EXPECT_EQ(lines[4], "Company: Harbour Paints  / Operator: M. Lind  / Tile Set: BCRA-0932");
-}
-
 TEST(ProfileReport, TileLinesCarrySignedValuesInFixedFields) {
     GlobalVariables ws = ProfiledWorkspace();
     const auto lines = test::CrLfLines(Report(ws));
