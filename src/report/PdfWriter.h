@@ -1,4 +1,10 @@
 // A small PDF writer for page descriptions, so that the command line prints without a GUI toolkit.
+//
+// Why our own writer rather than linking the tool with Qt Gui: the core and `tintara` stay free of
+// any toolkit (they build and run on a headless machine with -DTINTARA_GUI=OFF), and a page of
+// left-aligned text lines, one JPEG and a few rules needs nothing beyond the PDF standard fonts.
+// The desktop application prints and writes PDFs through Qt (gui/PageRenderer) from the same page
+// description, so both outputs carry the same lines at the same positions.
 #pragma once
 
 #include <filesystem>
