@@ -1,13 +1,14 @@
 // CGATS.17 / ISO 28178 import and export of spectral save sets.
 //
 // Import splits the work with littleCMS's IT8 parser. littleCMS reads and checks the syntax of
-// every table (header keywords, data format, data section) and supplies the sheet type and keyword
-// values. It cannot supply the cell values themselves: littleCMS 2.14 stores a numeric cell
-// re-printed with "%.10g" (10 significant digits, "007" becomes "7") and garbles some exponent
-// forms, and it refuses a table of more than 32,766 rows. So a light line scanner of our own finds
-// the tables and the rows, hands littleCMS each table in pieces of at most kCgatsRowsPerChunk rows
-// (the table's header repeated before each piece), and reads the cell texts verbatim from the rows
-// littleCMS has accepted.
+// every table we import (header keywords, data format, data section) and supplies the sheet type
+// and keyword values; an import succeeds only when it accepts every piece. It cannot supply the
+// cell values themselves: littleCMS 2.14 stores a numeric cell re-printed with "%.10g" (10
+// significant digits, "007" becomes "7") and garbles some exponent forms, and it refuses a table of
+// more than 32,766 rows. So a light line scanner of our own finds the tables and the rows, reads
+// the cell texts verbatim, and hands littleCMS each table in pieces of at most kCgatsRowsPerChunk
+// rows (the table's header repeated before each piece), mapping its line numbers back to the
+// file's.
 #include "files/Cgats.h"
 
 #include <lcms2.h>
