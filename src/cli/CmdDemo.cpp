@@ -2,7 +2,9 @@
 //
 // The road is a sequence of steps over one DemoRun; each step is a function of its own, listed in
 // DemoSteps() in the order they run. A later step reads what earlier ones left in DemoRun.
+#include <chrono>
 #include <cstdio>
+#include <ctime>
 #include <filesystem>
 #include <ostream>
 #include <string>
@@ -10,11 +12,21 @@
 
 #include "cli/Args.h"
 #include "cli/Commands.h"
+#include "engine/ProfileSequence.h"
+#include "engine/Tolerances.h"
+#include "engine/Utility.h"
+#include "files/CCFReadWrite.h"
 #include "files/DemoData.h"
+#include "files/FandeckCompare.h"
+#include "files/RWSaveSet.h"
 #include "files/SaveSetData.h"
+#include "report/CompareReport.h"
+#include "report/PdfWriter.h"
+#include "report/PrintPerformance.h"
 #include "workspace/Error.h"
 #include "workspace/GlobalVariables.h"
 #include "workspace/MakeSensorList.h"
+#include "workspace/NumberFormat.h"
 
 namespace tintara::cli {
 
@@ -27,6 +39,8 @@ struct DemoRun {
     DemoParameters parameters;
     // Written by MakeDemoSaveSets.
     std::filesystem::path masterTiles, targetTiles, masterFandeck, targetFandeck;
+    // Written by the profile and convert steps.
+    std::filesystem::path coefficientFile, correlatedFandeck;
 };
 
 std::string Fixed(double value, int decimals) {
@@ -74,6 +88,130 @@ void MakeDemoSaveSets(DemoRun& run) {
         << Fixed(m.NoiseSd, 3) << " %\n";
 }
 
+// The tolerance settings of Profiler.ini when there is one (defaults otherwise), as every
+// command of the tool takes them.
+void LoadSettings(GlobalVariables& ws) {
+    LoadTolerances(ws, LocateProfilerIni());
+}
+
+// Steps 2 and 3: profile one geometry of the tile sets and save it into the one coefficient file
+// (the SCE run keeps the SCI block the first run wrote).
+void ProfileGeometry(DemoRun& run, bool sci) {
+    GlobalVariables ws;
+    LoadSettings(ws);
+    ws.InitializeVariables();
+    ws.GeometryChoice = sci;
+    RWSaveSet reader(ws);
+    for (const bool isMaster : {true, false}) {
+        const std::filesystem::path& file = isMaster ? run.masterTiles : run.targetTiles;
+        bool failed = false;
+        reader.ReadWSVRecord(file.string(), isMaster, failed);
+        if (failed)
+            throw Error(reader.LastError().empty() ? file.string() + " could not be read"
+                                                   : reader.LastError());
+        reader.GetLastModifiedDate(file.string(), isMaster);
+        (isMaster ? ws.MasterCompany : ws.TargetCompany) = ws.RecordCompany;
+        (isMaster ? ws.MasterOperator : ws.TargetOperator) = ws.RecordOperator;
+        (isMaster ? ws.MasterSerial : ws.TargetSerial) = ws.RecordSerial;
+        (isMaster ? ws.MasterTileSetSerial : ws.TargetTileSetSerial) = ws.RecordTileSetSerial;
+    }
+    Utility utility(ws);
+    ProfileSequence(utility);
+    for (const auto& row : CorrelationGridRows(ws)) {
+        for (std::size_t c = 0; c < row.size(); ++c)
+            run.context.out << (c ? "\t" : "  ") << row[c];
+        run.context.out << "\n";
+    }
+    run.coefficientFile = run.dir / "demo.ccf";
+    CCFReadWrite(ws).WriteCoeficcients(run.coefficientFile);
+    run.context.out << "  " << (sci ? "SCI" : "SCE") << " coefficients written to "
+                    << run.coefficientFile.filename().string() << " (SCI block "
+                    << (ws.SCICoefficientsPresent ? "real" : "placeholder") << ", SCE block "
+                    << (ws.SCECoefficientsPresent ? "real" : "placeholder") << ")\n";
+    if (sci) {
+        const std::filesystem::path results = run.dir / "results";
+        std::filesystem::create_directories(results);
+        reader.SetOutputFolder(results);
+        reader.WriteSaveSetResults();
+        run.context.out << "  " << ws.TileCount << " per-tile result save sets in "
+                        << results.string() << "\n";
+    }
+}
+
+void ProfileSci(DemoRun& run) {
+    ProfileGeometry(run, true);
+}
+void ProfileSce(DemoRun& run) {
+    ProfileGeometry(run, false);
+}
+
+// Step 4: the Target fandeck corrected with the coefficient file.
+void ConvertTargetFandeck(DemoRun& run) {
+    GlobalVariables ws;
+    RWSaveSet saveSets(ws);
+    run.correlatedFandeck = run.dir / "correlated-fandeck.wsv";
+    const std::string warning =
+        ConvertFandeck(ws, saveSets, run.coefficientFile.string(), run.targetFandeck.string(),
+                       run.correlatedFandeck.string());
+    if (!warning.empty())
+        run.context.err << "Warning: " << warning << "\n";
+    run.context.out << "  " << ws.FandeckRecordCount << " records of "
+                    << run.targetFandeck.filename().string() << " corrected into "
+                    << run.correlatedFandeck.filename().string() << "\n";
+}
+
+std::string Today() {
+    const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+    std::tm local{};
+    localtime_r(&now, &local);
+    char text[32];
+    std::strftime(text, sizeof text, "%x", &local);
+    return text;
+}
+
+// Step 5: the Master fandeck against the Target fandeck as measured and as corrected, in both
+// geometries; the compare report and the performance certificate of the corrected SCI data.
+void CompareBeforeAndAfter(DemoRun& run) {
+    GlobalVariables ws;
+    LoadSettings(ws);
+    RWSaveSet saveSets(ws);
+    Utility utility(ws);
+    CompareFandecks(ws, saveSets, utility, run.masterFandeck.string(), run.targetFandeck.string(),
+                    run.coefficientFile.string());
+    std::ostream& out = run.context.out;
+    const auto samples = static_cast<std::size_t>(ws.SampleCount);
+    out << "  " << samples << " samples, single sample limit "
+        << Format(ws.SingleSampleTolerance, "0.00") << ", average limit "
+        << Format(ws.AverageTolerance, "0.00") << "\n";
+    for (const Geometry g : {Geometry::SCI, Geometry::SCE}) {
+        const char* name = g == Geometry::SCI ? "SCI" : "SCE";
+        for (const bool corrected : {false, true}) {
+            const int first = corrected ? CorrectedColumn(g) : UncorrectedColumn(g);
+            std::size_t failed = 0;
+            for (std::size_t s = 0; s < samples; ++s)
+                failed += ws.SampleDeltas(s, first + 3) >= ws.SingleSampleTolerance;
+            out << "  " << name << (corrected ? " after correction:  " : " before correction: ")
+                << "mean DL " << Format(ws.SampleDeltas(samples, first), "##0.00") << ", Da "
+                << Format(ws.SampleDeltas(samples, first + 1), "##0.00") << ", Db "
+                << Format(ws.SampleDeltas(samples, first + 2), "##0.00") << ", DE "
+                << Format(ws.SampleDeltas(samples, first + 3), "##0.00") << "; " << failed
+                << " samples at or above the single limit\n";
+        }
+        out << "  " << name << ": " << VerdictLine(PerformancePassed(ws, g)) << "\n";
+    }
+    const std::filesystem::path report = run.dir / kCompareReportName;
+    WriteCompareReport(ws, report);
+    PrintPerformance certificate(ws);
+    certificate.ProgramDirectory = ProgramDirectory();
+    certificate.DateText = Today();
+    const PageDescription page = certificate.PrintSCIPerformanceData();
+    for (const std::string& note : page.Warnings)
+        run.context.err << "Warning: " << note << "\n";
+    const std::filesystem::path pdf = run.dir / "performance-certificate.pdf";
+    WritePdf(page, pdf);
+    out << "  " << report.filename().string() << " and " << pdf.filename().string() << " written\n";
+}
+
 struct DemoStep {
     const char* title;
     void (*run)(DemoRun&);
@@ -84,6 +222,10 @@ struct DemoStep {
 const std::vector<DemoStep>& DemoSteps() {
     static const std::vector<DemoStep> steps = {
         {"Demo data", MakeDemoSaveSets},
+        {"Profile SCI", ProfileSci},
+        {"Profile SCE into the same coefficient file", ProfileSce},
+        {"Convert the Target fandeck", ConvertTargetFandeck},
+        {"Compare the fandecks before and after correction", CompareBeforeAndAfter},
     };
     return steps;
 }
@@ -95,7 +237,8 @@ int RunDemo(const Arguments& arguments, CommandContext& context) {
     if (!args.Positionals().empty()) {
         throw UsageError("demo takes no file names; use --dir DIR");
     }
-    DemoRun run{context, args.Value("--dir", "tintara-demo"), DemoParameters{}, {}, {}, {}, {}};
+    DemoRun run{context, args.Value("--dir", "tintara-demo"), DemoParameters{}, {}, {}, {}, {}, {},
+                {}};
     const auto& steps = DemoSteps();
     for (std::size_t i = 0; i < steps.size(); ++i) {
         context.out << "== " << i + 1 << ". " << steps[i].title << " ==\n";
