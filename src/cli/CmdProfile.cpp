@@ -1,5 +1,7 @@
 // tintara profile: reads a Master and a Target tile set, runs the profiling sequence and prints
 // the correlation grid.
+#include <chrono>
+#include <filesystem>
 #include <ostream>
 #include <string>
 
@@ -10,6 +12,10 @@
 #include "engine/Utility.h"
 #include "files/CCFReadWrite.h"
 #include "files/RWSaveSet.h"
+#include "report/PdfWriter.h"
+#include "report/PrintCertificate.h"
+#include "report/ProfileReport.h"
+#include "report/ReportText.h"
 #include "workspace/Error.h"
 
 namespace tintara::cli {
@@ -71,7 +77,8 @@ void TakeHeaderTexts(GlobalVariables& ws, bool isMaster) {
 }  // namespace
 
 int RunProfile(const Arguments& arguments, CommandContext& context) {
-    const Args args(arguments, {"--master", "--target", "--geometry", "--ccf", "--results-dir"},
+    const Args args(arguments, {"--master", "--target", "--geometry", "--ccf", "--results-dir", "--report",
+                     "--certificate"},
                     {"--nocentroid"});
     if (!args.Positionals().empty())
         throw UsageError("unexpected argument " + args.Positionals()[0]);
@@ -128,6 +135,20 @@ int RunProfile(const Arguments& arguments, CommandContext& context) {
             throw IoError("cannot create " + folder.string() + ": " + ec.message());
         reader.SetOutputFolder(folder);
         reader.WriteSaveSetResults();
+    }
+    // The profile component report and the Certificate of Instrument Performance, dated today.
+    if (args.Has("--report")) {
+        WriteProfileReport(ws, std::filesystem::path(args.Value("--report")),
+                           ShortDate(std::chrono::system_clock::now()));
+    }
+    if (args.Has("--certificate")) {
+        PrintCertificate certificate(ws);
+        certificate.ProgramDirectory = ProgramDirectory();
+        certificate.DateText = ShortDate(std::chrono::system_clock::now());
+        const PageDescription page = certificate.PrintDocument();
+        for (const std::string& note : page.Warnings)
+            context.err << "Warning: " << note << "\n";
+        WritePdf(page, std::filesystem::path(args.Value("--certificate")));
     }
 
     for (const auto& row : CorrelationGridRows(ws)) {
