@@ -25,6 +25,12 @@ struct CommandHarness {
         ::setenv("TINTARA_HOME", folder.c_str(), 1);
         if (withIni)
             WriteTolerances(folder / "Profiler.ini", ToleranceSettings{});
+        // The pictures live beside the program.
+        for (const char* picture : {"Watermark.jpg", "Profiler_Background.jpg"}) {
+            const auto built = std::filesystem::path(TINTARA_BINARY_DIR) / picture;
+            if (std::filesystem::exists(built))
+                std::filesystem::copy_file(built, folder / picture);
+        }
         commands = std::make_unique<ProfilerCommands>(ws, ui, folder);
         commands->Clock = [] {
             return std::chrono::system_clock::time_point(std::chrono::hours(24 * 19800));
