@@ -1,0 +1,206 @@
+#include "gui/SpectralPlots.h"
+
+#include <QBarCategoryAxis>
+#include <QBarSeries>
+#include <QBarSet>
+#include <QChart>
+#include <QChartView>
+#include <QLineSeries>
+#include <QPainter>
+#include <QVBoxLayout>
+#include <QValueAxis>
+#include <algorithm>
+#include <cmath>
+
+namespace tintara::gui {
+
+namespace {
+
+constexpr double kFirstWavelength = 360.0;
+constexpr double kWavelengthStep = 10.0;
+
+std::vector<double> MatrixRow(const Matrix& m, int row) {
+    if (row < 0 || static_cast<std::size_t>(row) >= m.Rows() || m.Cols() < kPointCount)
+        return {};
+    const double* values = m.Row(static_cast<std::size_t>(row));
+    return std::vector<double>(values, values + kPointCount);
+}
+
+std::vector<double> FandeckRow(const FandeckCurves& curves, int record, int angle) {
+    if (record < 0 || static_cast<std::size_t>(record) >= curves.Records() || curves.Angles() == 0)
+        return {};
+    const std::size_t a =
+        std::min<std::size_t>(static_cast<std::size_t>(std::max(angle, 0)), curves.Angles() - 1);
+    const double* values = curves.Curve(static_cast<std::size_t>(record), a);
+    return std::vector<double>(values, values + kPointCount);
+}
+
+void AddIfPresent(std::vector<SpectralCurve>& curves, const QString& name,
+                  std::vector<double> values) {
+    if (values.size() == static_cast<std::size_t>(kPointCount))
+        curves.push_back(SpectralCurve{name, std::move(values)});
+}
+
+QChart* MakeChart(const QString& title) {
+    auto* chart = new QChart;
+    chart->setTitle(title);
+    chart->legend()->setAlignment(Qt::AlignBottom);
+    chart->setMargins(QMargins(4, 4, 4, 4));
+    chart->setAnimationOptions(QChart::NoAnimation);
+    return chart;
+}
+
+void ClearChart(QChart* chart) {
+    chart->removeAllSeries();
+    for (QAbstractAxis* axis : chart->axes()) {
+        chart->removeAxis(axis);
+        delete axis;
+    }
+}
+
+}  // namespace
+
+std::vector<SpectralCurve> TileCurves(const GlobalVariables& ws, int tile) {
+    std::vector<SpectralCurve> curves;
+    if (tile < 0 || tile >= ws.TileCount)
+        return curves;
+    AddIfPresent(curves, QObject::tr("Master"), MatrixRow(ws.MasterReflectance, tile));
+    AddIfPresent(curves, QObject::tr("Target"), MatrixRow(ws.TargetReflectance, tile));
+    if (ws.CoefficientsCalculated) {
+        AddIfPresent(curves, QObject::tr("Offset"), MatrixRow(ws.TargetAfterOffset, tile));
+        AddIfPresent(curves, QObject::tr("Gain"), MatrixRow(ws.TargetAfterGain, tile));
+        AddIfPresent(curves, QObject::tr("Linearity"), MatrixRow(ws.TargetAfterLinearity, tile));
+        AddIfPresent(curves, QObject::tr("Wavelength"), MatrixRow(ws.TargetAfterWavelength, tile));
+    }
+    return curves;
+}
+
+std::vector<SpectralCurve> SampleCurves(const GlobalVariables& ws, int sample, int angle) {
+    std::vector<SpectralCurve> curves;
+    if (sample < 0)
+        return curves;
+    AddIfPresent(curves, QObject::tr("Master"),
+                 FandeckRow(ws.MasterFandeckReflectance, sample, angle));
+    AddIfPresent(curves, QObject::tr("Target"),
+                 FandeckRow(ws.TargetFandeckReflectance, sample, angle));
+    if (ws.ConversionDone) {
+        AddIfPresent(curves, QObject::tr("Corrected"),
+                     FandeckRow(ws.CorrelatedFandeckReflectance, sample, angle));
+    }
+    return curves;
+}
+
+SpectralPlots::SpectralPlots(QWidget* parent)
+    : QWidget(parent),
+      m_curveChart(MakeChart(tr("Reflectance"))),
+      m_curveView(new QChartView(m_curveChart, this)),
+      m_deChart(MakeChart(tr("DE per tile: raw and final"))),
+      m_deView(new QChartView(m_deChart, this)) {
+    setObjectName(QStringLiteral("SpectralPlots"));
+    m_curveView->setObjectName(QStringLiteral("CurveChart"));
+    m_deView->setObjectName(QStringLiteral("DifferenceChart"));
+    for (QChartView* view : {m_curveView, m_deView}) {
+        view->setRenderHint(QPainter::Antialiasing);
+        view->setMinimumSize(360, 260);
+    }
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(2, 2, 2, 2);
+    layout->addWidget(m_curveView, 3);
+    layout->addWidget(m_deView, 2);
+    m_deView->hide();
+}
+
+void SpectralPlots::ShowCurves(const QString& title, const std::vector<SpectralCurve>& curves) {
+    ClearChart(m_curveChart);
+    m_curveChart->setTitle(title);
+    double low = 0.0;
+    double high = 0.0;
+    bool first = true;
+    for (const SpectralCurve& curve : curves) {
+        auto* series = new QLineSeries;
+        series->setName(curve.Name);
+        for (std::size_t p = 0; p < curve.Values.size(); ++p) {
+            const double value = curve.Values[p];
+            series->append(kFirstWavelength + kWavelengthStep * static_cast<double>(p), value);
+            if (std::isfinite(value)) {
+                low = first ? value : std::min(low, value);
+                high = first ? value : std::max(high, value);
+                first = false;
+            }
+        }
+        m_curveChart->addSeries(series);
+    }
+    auto* x = new QValueAxis;
+    x->setRange(kFirstWavelength, kFirstWavelength + kWavelengthStep * (kPointCount - 1));
+    x->setTickCount(9);
+    x->setLabelFormat(QStringLiteral("%.0f"));
+    x->setTitleText(tr("Wavelength (nm)"));
+    auto* y = new QValueAxis;
+    const double margin = std::max(0.5, (high - low) * 0.05);
+    y->setRange(std::max(0.0, low - margin), high + margin);
+    y->setLabelFormat(QStringLiteral("%.1f"));
+    y->setTitleText(tr("Reflectance (%)"));
+    m_curveChart->addAxis(x, Qt::AlignBottom);
+    m_curveChart->addAxis(y, Qt::AlignLeft);
+    for (QAbstractSeries* series : m_curveChart->series()) {
+        series->attachAxis(x);
+        series->attachAxis(y);
+    }
+}
+
+void SpectralPlots::ShowTileDifferences(const GlobalVariables& ws) {
+    ClearChart(m_deChart);
+    const int tiles = ws.TileCount;
+    if (tiles <= 0 || ws.RawDE.Rows() < static_cast<std::size_t>(tiles) || ws.RawDE.Cols() < 4) {
+        m_deView->hide();
+        return;
+    }
+    const bool final =
+        ws.CoefficientsCalculated && ws.FinalDE.Rows() >= ws.RawDE.Rows() && ws.FinalDE.Cols() >= 4;
+    auto* raw = new QBarSet(tr("Raw DE"));
+    auto* corrected = final ? new QBarSet(tr("Final DE")) : nullptr;
+    QStringList categories;
+    double high = 0.0;
+    for (int t = 0; t < tiles; ++t) {
+        const double r = ws.RawDE(static_cast<std::size_t>(t), 3);
+        *raw << r;
+        high = std::max(high, r);
+        if (corrected != nullptr) {
+            const double f = ws.FinalDE(static_cast<std::size_t>(t), 3);
+            *corrected << f;
+            high = std::max(high, f);
+        }
+        categories << QString::number(t + 1);
+    }
+    auto* series = new QBarSeries;
+    series->append(raw);
+    if (corrected != nullptr)
+        series->append(corrected);
+    m_deChart->addSeries(series);
+    auto* x = new QBarCategoryAxis;
+    x->append(categories);
+    x->setTitleText(tr("Tile"));
+    x->setLabelsFont(QFont(font().family(), 6));
+    auto* y = new QValueAxis;
+    y->setRange(0.0, std::isfinite(high) && high > 0.0 ? high * 1.1 : 1.0);
+    y->setLabelFormat(QStringLiteral("%.2f"));
+    y->setTitleText(tr("DE"));
+    m_deChart->addAxis(x, Qt::AlignBottom);
+    m_deChart->addAxis(y, Qt::AlignLeft);
+    series->attachAxis(x);
+    series->attachAxis(y);
+    m_deView->show();
+}
+
+void SpectralPlots::HideTileDifferences() {
+    ClearChart(m_deChart);
+    m_deView->hide();
+}
+
+void SpectralPlots::Clear() {
+    ClearChart(m_curveChart);
+    m_curveChart->setTitle(tr("Reflectance"));
+    HideTileDifferences();
+}
+
+}  // namespace tintara::gui
