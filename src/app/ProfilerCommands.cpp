@@ -254,6 +254,7 @@ void ProfilerCommands::RawDataCommand_Click() {
 
 void ProfilerCommands::ShowPerformanceView(bool sci) {
     Guarded([&] {
+        m_paint.ViewSwitchEnabled = m_menu.Enabled(CommandId::DisplayCommand);
         m_performance.CompareReportFile = m_currentFolder / kCompareReportName;
         if (sci) {
             m_performance.ShowSCIPerformanceData();

@@ -35,7 +35,7 @@ struct HeaderAnswer {
 // script that does not expect a dialog notices it), except message boxes, which answer OK.
 // Every call is also appended to Log as one line ("message: <title>: <text>", "file: <filter>",
 // "wizard: <caption>", "header", "geometry", "print dialog", "print", "status <bar>.<panel>:
-// <text>", "events"), so that tests can check the order of what the user saw.
+// <text>"), so that tests can check the order of what the user saw.
 class ScriptedUi : public UserInterface {
   public:
     // ---- scripted answers ----
