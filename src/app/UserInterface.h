@@ -65,8 +65,13 @@ enum class StatusBarId { FileStatusBar, InstrumentBar };
 // phases may stay hidden.
 //
 // Menu state (CommandListener): CommandChanged is called whenever a menu item's or button's
-// enabled flag, caption or visibility changes in the commands' MenuState; the window mirrors it.
-// A disabled menu head disables everything under it.
+// enabled flag, caption, visibility or background colour changes in the commands' MenuState; the
+// window mirrors it (buttons: CorrectedDataCommand, RawDataCommand, DisplayCommand; everything
+// else is a menu item). A disabled menu head disables everything under it.
+//
+// The window draws ProfilerCommands::Grid() (a ResultGridModel: cells, colours, column widths in
+// twips, placement, Visible) and calls ProfilerCommands::Execute(id) for a picked item or pressed
+// button, Form_Load(arguments) once at start-up and Form_Activate() on every activation.
 class UserInterface : public ProgressSink, public CommandListener {
   public:
     // ---- message boxes and file dialogs ----
