@@ -358,6 +358,9 @@ int Profiler::StatusBarHeight() const {
 void Profiler::RefreshGrid() {
     m_gridView->Sync();
     PlaceGridAndButtons();
+    // The plots belong to the grid's rows: they go when the grid goes.
+    if (!m_commands->Grid().Visible())
+        m_plotDock->hide();
 }
 
 void Profiler::PlaceGridAndButtons() {
@@ -440,7 +443,8 @@ void Profiler::UpdatePlots() {
         const int sample = row - 1;
         if (sample < 0 || sample >= m_ws.SampleCount)
             return;
-        const bool sci = m_ws.PerformanceDataReady ? m_ws.PerformanceShowsSCI : m_ws.GridShowsSCI;
+        // The compare grid (nine columns) and the performance grid keep their own view flags.
+        const bool sci = grid.Cols() == 9 ? m_ws.GridShowsSCI : m_ws.PerformanceShowsSCI;
         const QString name = sample < static_cast<int>(m_ws.SampleNames.size())
                                  ? QString::fromStdString(m_ws.SampleNames[sample]).trimmed()
                                  : QString::number(sample + 1);
