@@ -59,7 +59,7 @@ TEST(GenerateCCF, HeaderQuitKeepsTheOldTextsAndStillProfiles) {
     LoadDemoTiles(h, demo);
     const std::string serial = h.ws.MasterSerial;
     h.ui.HeaderAnswers = {test::HeaderAnswer{false, std::array<std::string, 2>{"x", "y"},
-                                             std::array<std::string, 2>{"x", "y"}}};
+                                             std::array<std::string, 2>{"x", "y"}, std::nullopt}};
     h.commands->GenerateCCF_Click();
     EXPECT_TRUE(h.ws.CoefficientsCalculated);
     EXPECT_EQ(h.ws.MasterSerial, serial);

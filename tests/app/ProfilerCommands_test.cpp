@@ -156,7 +156,8 @@ TEST(GenerateCCF, ExemptInstrumentsAndOtherLettersPassTheUvCheck) {
         h.ws.TargetInstrumentID = 186;
         h.ws.MasterStatus = c.masterStatus;
         h.ws.TargetStatus = "PBEI01";
-        h.ui.HeaderAnswers.push_back({true, std::array<std::string, 2>{"AV-1", "AV-2"}});
+        h.ui.HeaderAnswers.push_back(
+            {true, std::array<std::string, 2>{"AV-1", "AV-2"}, std::nullopt, std::nullopt});
         h.commands->GenerateCCF_Click();
         EXPECT_EQ(h.ui.HeaderDialogs, 1);
         EXPECT_EQ(h.OnlyMessage(), "Data Error: The Master and Target status do NOT Match");
