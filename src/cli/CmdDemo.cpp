@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "app/ProfileRun.h"
 #include "cli/Args.h"
 #include "cli/Commands.h"
 #include "engine/ProfileSequence.h"
@@ -23,6 +24,8 @@
 #include "report/CompareReport.h"
 #include "report/PdfWriter.h"
 #include "report/PrintPerformance.h"
+#include "report/ProfileReport.h"
+#include "report/ReportText.h"
 #include "workspace/Error.h"
 #include "workspace/GlobalVariables.h"
 #include "workspace/MakeSensorList.h"
@@ -88,6 +91,11 @@ void MakeDemoSaveSets(DemoRun& run) {
         << Fixed(m.NoiseSd, 3) << " %\n";
 }
 
+// Reports and certificates are dated today, in the short date form.
+std::string Today() {
+    return ShortDate(std::chrono::system_clock::now());
+}
+
 // The tolerance settings of Profiler.ini when there is one (defaults otherwise), as every
 // command of the tool takes them.
 void LoadSettings(GlobalVariables& ws) {
@@ -99,24 +107,8 @@ void LoadSettings(GlobalVariables& ws) {
 void ProfileGeometry(DemoRun& run, bool sci) {
     GlobalVariables ws;
     LoadSettings(ws);
-    ws.InitializeVariables();
-    ws.GeometryChoice = sci;
     RWSaveSet reader(ws);
-    for (const bool isMaster : {true, false}) {
-        const std::filesystem::path& file = isMaster ? run.masterTiles : run.targetTiles;
-        bool failed = false;
-        reader.ReadWSVRecord(file.string(), isMaster, failed);
-        if (failed)
-            throw Error(reader.LastError().empty() ? file.string() + " could not be read"
-                                                   : reader.LastError());
-        reader.GetLastModifiedDate(file.string(), isMaster);
-        (isMaster ? ws.MasterCompany : ws.TargetCompany) = ws.RecordCompany;
-        (isMaster ? ws.MasterOperator : ws.TargetOperator) = ws.RecordOperator;
-        (isMaster ? ws.MasterSerial : ws.TargetSerial) = ws.RecordSerial;
-        (isMaster ? ws.MasterTileSetSerial : ws.TargetTileSetSerial) = ws.RecordTileSetSerial;
-    }
-    Utility utility(ws);
-    ProfileSequence(utility);
+    ProfileTilePair(ws, reader, {run.masterTiles, run.targetTiles, sci, true});
     for (const auto& row : CorrelationGridRows(ws)) {
         for (std::size_t c = 0; c < row.size(); ++c)
             run.context.out << (c ? "\t" : "  ") << row[c];
@@ -136,6 +128,15 @@ void ProfileGeometry(DemoRun& run, bool sci) {
         run.context.out << "  " << ws.TileCount << " per-tile result save sets in "
                         << results.string() << "\n";
     }
+    // The profile component report and the Certificate of Instrument Performance of this run.
+    const std::string geometry = sci ? "sci" : "sce";
+    const std::filesystem::path report = run.dir / ("profile-report-" + geometry + ".txt");
+    WriteProfileReport(ws, report, Today());
+    const std::filesystem::path pdf = run.dir / ("profile-certificate-" + geometry + ".pdf");
+    for (const std::string& note : WriteProfileCertificate(ws, pdf, Today()))
+        run.context.err << "Warning: " << note << "\n";
+    run.context.out << "  " << report.filename().string() << " and " << pdf.filename().string()
+                    << " written\n";
 }
 
 void ProfileSci(DemoRun& run) {
@@ -158,15 +159,6 @@ void ConvertTargetFandeck(DemoRun& run) {
     run.context.out << "  " << ws.FandeckRecordCount << " records of "
                     << run.targetFandeck.filename().string() << " corrected into "
                     << run.correlatedFandeck.filename().string() << "\n";
-}
-
-std::string Today() {
-    const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
-    std::tm local{};
-    localtime_r(&now, &local);
-    char text[32];
-    std::strftime(text, sizeof text, "%x", &local);
-    return text;
 }
 
 // Step 5: the Master fandeck against the Target fandeck as measured and as corrected, in both
