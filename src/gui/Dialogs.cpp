@@ -49,9 +49,10 @@ WizardForm::WizardForm(::tintara::WizardForm& model, const QString& picture, QWi
     image->setObjectName(QStringLiteral("Image1"));
     const QPixmap pixmap(picture);
     if (!pixmap.isNull()) {
-        image->setPixmap(
-            pixmap.scaled(160, 240, Qt::KeepAspectRatioByExpanding, Qt::SmoothTransformation)
-                .copy(0, 0, 160, 240));
+        // The picture is wide; the wizard shows its colourful right-hand part.
+        const QPixmap scaled =
+            pixmap.scaled(160, 240, Qt::KeepAspectRatioByExpanding, Qt::SmoothTransformation);
+        image->setPixmap(scaled.copy((scaled.width() - 160) * 3 / 4, 0, 160, 240));
     }
     image->setFixedSize(160, 240);
     image->setFrameShape(QFrame::StyledPanel);

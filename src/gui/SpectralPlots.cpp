@@ -7,10 +7,13 @@
 #include <QChartView>
 #include <QLineSeries>
 #include <QPainter>
+#include <QPen>
 #include <QVBoxLayout>
 #include <QValueAxis>
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <utility>
 
 namespace tintara::gui {
 
@@ -45,9 +48,31 @@ QChart* MakeChart(const QString& title) {
     auto* chart = new QChart;
     chart->setTitle(title);
     chart->legend()->setAlignment(Qt::AlignBottom);
+    QFont legendFont = chart->legend()->font();
+    legendFont.setPointSize(7);
+    chart->legend()->setFont(legendFont);
     chart->setMargins(QMargins(4, 4, 4, 4));
     chart->setAnimationOptions(QChart::NoAnimation);
     return chart;
+}
+
+// Fixed colours, so a curve keeps its colour from one row to the next: the Master dark, the
+// uncorrected Target red, the phases warm to cool as the correction proceeds.
+QColor CurveColour(const QString& name) {
+    static const std::array<std::pair<const char*, QColor>, 7> kColours{{
+        {"Master", QColor(0x20, 0x20, 0x20)},
+        {"Target", QColor(0xd6, 0x27, 0x28)},
+        {"Offset", QColor(0xff, 0x7f, 0x0e)},
+        {"Gain", QColor(0xbc, 0xbd, 0x22)},
+        {"Linearity", QColor(0x2c, 0xa0, 0x2c)},
+        {"Wavelength", QColor(0x1f, 0x77, 0xb4)},
+        {"Corrected", QColor(0x1f, 0x77, 0xb4)},
+    }};
+    for (const auto& [key, colour] : kColours) {
+        if (name == QObject::tr(key))
+            return colour;
+    }
+    return QColor(0x94, 0x67, 0xbd);
 }
 
 void ClearChart(QChart* chart) {
@@ -101,7 +126,7 @@ SpectralPlots::SpectralPlots(QWidget* parent)
     m_deView->setObjectName(QStringLiteral("DifferenceChart"));
     for (QChartView* view : {m_curveView, m_deView}) {
         view->setRenderHint(QPainter::Antialiasing);
-        view->setMinimumSize(360, 260);
+        view->setMinimumSize(420, 260);
     }
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(2, 2, 2, 2);
@@ -119,6 +144,7 @@ void SpectralPlots::ShowCurves(const QString& title, const std::vector<SpectralC
     for (const SpectralCurve& curve : curves) {
         auto* series = new QLineSeries;
         series->setName(curve.Name);
+        series->setPen(QPen(CurveColour(curve.Name), curve.Name == tr("Master") ? 2.0 : 1.5));
         for (std::size_t p = 0; p < curve.Values.size(); ++p) {
             const double value = curve.Values[p];
             series->append(kFirstWavelength + kWavelengthStep * static_cast<double>(p), value);
@@ -132,7 +158,9 @@ void SpectralPlots::ShowCurves(const QString& title, const std::vector<SpectralC
     }
     auto* x = new QValueAxis;
     x->setRange(kFirstWavelength, kFirstWavelength + kWavelengthStep * (kPointCount - 1));
-    x->setTickCount(9);
+    x->setTickType(QValueAxis::TicksDynamic);
+    x->setTickAnchor(400.0);
+    x->setTickInterval(50.0);
     x->setLabelFormat(QStringLiteral("%.0f"));
     x->setTitleText(tr("Wavelength (nm)"));
     auto* y = new QValueAxis;
@@ -180,7 +208,11 @@ void SpectralPlots::ShowTileDifferences(const GlobalVariables& ws) {
     auto* x = new QBarCategoryAxis;
     x->append(categories);
     x->setTitleText(tr("Tile"));
-    x->setLabelsFont(QFont(font().family(), 6));
+    QFont small = font();
+    small.setPointSize(6);
+    x->setLabelsFont(small);
+    x->setLabelsAngle(-90);
+    x->setTruncateLabels(false);
     auto* y = new QValueAxis;
     y->setRange(0.0, std::isfinite(high) && high > 0.0 ? high * 1.1 : 1.0);
     y->setLabelFormat(QStringLiteral("%.2f"));
