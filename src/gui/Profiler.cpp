@@ -76,9 +76,22 @@ QString WithMnemonic(const QString& caption, QSet<QChar>& taken, QChar preferred
                 return markAt(i);
         }
     }
+    // The letter people guess first: the initial of a capitalised word ("from &Master
+    // Instrument"), then of any word, then any letter.
+    auto free = [&](qsizetype i) {
+        return caption[i].isLetter() && !taken.contains(caption[i].toLower());
+    };
+    auto initial = [&](qsizetype i) { return i == 0 || !caption[i - 1].isLetterOrNumber(); };
     for (qsizetype i = 0; i < caption.size(); ++i) {
-        const QChar c = caption[i];
-        if (c.isLetter() && !taken.contains(c.toLower()))
+        if (free(i) && initial(i) && caption[i].isUpper())
+            return markAt(i);
+    }
+    for (qsizetype i = 0; i < caption.size(); ++i) {
+        if (free(i) && initial(i))
+            return markAt(i);
+    }
+    for (qsizetype i = 0; i < caption.size(); ++i) {
+        if (free(i))
             return markAt(i);
     }
     return escaped;

@@ -139,9 +139,10 @@ class Profiler : public QMainWindow {
 // "A & B".
 QString VisibleCaption(const QString& text);
 
-// Puts an accelerator mark before the first letter of `caption` not in `taken` (case does not
-// matter), preferring `preferred`, and adds that letter to `taken`; '&' in the caption is
-// doubled. A caption with no free letter gets no mark.
+// Puts an accelerator mark in `caption` on a letter not in `taken` (case does not matter) and
+// adds that letter to `taken`: `preferred` if the caption has it, else the first free initial of a
+// capitalised word, of any word, then any free letter. '&' in the caption is doubled. A caption
+// with no free letter gets no mark.
 QString WithMnemonic(const QString& caption, QSet<QChar>& taken, QChar preferred = {});
 
 }  // namespace tintara::gui

@@ -102,6 +102,13 @@ TEST(MainWindow, MenuTreeCarriesTheCaptionsWithOneAcceleratorEach) {
               "  Legacy Conversion\n"
               "  Instrument Performance\n");
     EXPECT_TRUE(problems.empty()) << problems.front();
+    // Alt+F, O, T, M reaches File > Open > Tile Set > from Master Instrument.
+    EXPECT_EQ(h.window->Action(CommandId::FileMenu)->text(), "&File");
+    EXPECT_EQ(h.window->Action(CommandId::OpenMenu)->text(), "&Open");
+    EXPECT_EQ(h.window->Action(CommandId::TileSetMenu)->text(), "&Tile Set (*.wsv)");
+    EXPECT_EQ(h.window->Action(CommandId::MasterInstrumentTileSet)->text(),
+              "from &Master Instrument");
+    EXPECT_EQ(h.window->Action(CommandId::GenerateCSS)->text(), "Correlated &SaveSet");
 }
 
 TEST(MainWindow, AcceleratorHelpersKeepTheVisibleCaption) {
@@ -113,6 +120,13 @@ TEST(MainWindow, AcceleratorHelpersKeepTheVisibleCaption) {
     // A preferred letter wins even when it comes later; a caption without a free letter gets none.
     EXPECT_EQ(gui::WithMnemonic(QStringLiteral("Show SCE Data"), taken, QLatin1Char('d')),
               QStringLiteral("Show SCE &Data"));
+    // Initials of capitalised words come first, then other initials, then any letter.
+    QSet<QChar> none{QLatin1Char('f')};
+    EXPECT_EQ(gui::WithMnemonic(QStringLiteral("from Master Instrument"), none),
+              QStringLiteral("from &Master Instrument"));
+    EXPECT_EQ(gui::WithMnemonic(QStringLiteral("tile master"), none),
+              QStringLiteral("&tile master"));
+    EXPECT_EQ(gui::WithMnemonic(QStringLiteral("Mix"), none), QStringLiteral("M&ix"));
     QSet<QChar> all;
     for (char c = 'a'; c <= 'z'; ++c)
         all.insert(QLatin1Char(c));
