@@ -3,6 +3,7 @@
 #include <exception>
 #include <filesystem>
 
+#include "app/FileChecks.h"
 #include "app/ProfilerCommands.h"
 #include "report/PrintPerformance.h"
 #include "report/ReportText.h"
@@ -11,18 +12,6 @@
 namespace tintara {
 
 namespace {
-
-std::string FileTitle(const std::string& file) {
-    return std::filesystem::path(file).filename().string();
-}
-
-void RequireReachable(const std::string& file) {
-    std::error_code error;
-    const auto status = std::filesystem::status(file, error);
-    if (error || !std::filesystem::exists(status)) {
-        throw IoError(file + ": the file cannot be reached");
-    }
-}
 
 constexpr const char* kCorrelatedFilter = "Correlated Fandeck File | *.wsv";
 

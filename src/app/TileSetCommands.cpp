@@ -2,6 +2,7 @@
 #include <exception>
 #include <filesystem>
 
+#include "app/FileChecks.h"
 #include "app/ProfilerCommands.h"
 #include "files/RWSaveSet.h"
 #include "files/SaveSetLibrary.h"
@@ -20,19 +21,6 @@ bool UvRefused(int16_t instrumentID, const std::string& status) {
 
 constexpr const char* kUvText = "The UV Component must be INCLUDED for Profiling";
 constexpr const char* kUvTitle = "Instrument Status Error";
-
-std::string FileTitle(const std::string& file) {
-    return std::filesystem::path(file).filename().string();
-}
-
-// Reading a file's attributes is the reachability test; a missing or unreadable file fails it.
-void RequireReachable(const std::string& file) {
-    std::error_code error;
-    const auto status = std::filesystem::status(file, error);
-    if (error || !std::filesystem::exists(status)) {
-        throw IoError(file + ": the file cannot be reached");
-    }
-}
 
 }  // namespace
 
