@@ -8,22 +8,11 @@
 #include "report/ProfileReport.h"
 #include "report/ReportText.h"
 #include "workspace/Error.h"
+#include "workspace/StatusText.h"
 
 namespace tintara {
 
 namespace {
-
-// Instruments whose UV component cannot be switched (Minolta CM-2002 and CM-700) are never
-// refused for it.
-bool UvExempt(int16_t instrumentID) {
-    return instrumentID == 2 || instrumentID == 208;
-}
-
-// Character n (1-based) of a status text; empty when the text is shorter, which differs from
-// every letter.
-std::string StatusChar(const std::string& status, std::size_t n) {
-    return status.size() >= n ? status.substr(n - 1, 1) : std::string();
-}
 
 // Between the phases the grid follows the run only when ShowPhaseProgress is set.
 class PaintPhaseDisplay : public PhaseDisplay {

@@ -7,20 +7,11 @@
 #include "report/PrintCertificate.h"
 #include "report/ReportText.h"
 #include "workspace/Error.h"
+#include "workspace/StatusText.h"
 
 namespace tintara {
 
 namespace {
-
-// The n-th character (1-based) of a status text, empty when the text is shorter.
-std::string StatusChar(const std::string& status, std::size_t n) {
-    return status.size() >= n ? status.substr(n - 1, 1) : std::string();
-}
-
-// Minolta CM-2002 and CM-700 report no UV component and are exempt from the UV check.
-bool UvExempt(int16_t id) {
-    return id == 2 || id == 208;
-}
 
 void CheckProfileStatus(const GlobalVariables& ws) {
     if (!UvExempt(ws.MasterInstrumentID) && !UvExempt(ws.TargetInstrumentID) &&

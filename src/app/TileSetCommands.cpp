@@ -7,17 +7,11 @@
 #include "files/RWSaveSet.h"
 #include "files/SaveSetLibrary.h"
 #include "workspace/Error.h"
+#include "workspace/StatusText.h"
 
 namespace tintara {
 
 namespace {
-
-// The Minolta CM-2002 (2) and CM-700 (208) have no UV control and are never checked for it.
-bool UvRefused(int16_t instrumentID, const std::string& status) {
-    if (instrumentID == 2 || instrumentID == 208)
-        return false;
-    return status.size() < 4 || status[3] != 'I';
-}
 
 constexpr const char* kUvText = "The UV Component must be INCLUDED for Profiling";
 constexpr const char* kUvTitle = "Instrument Status Error";
@@ -81,7 +75,7 @@ void ProfilerCommands::MasterInstrumentTileSet_Click() {
                     return;
                 }
                 // For the Master a warning only: profiling refuses it later.
-                if (UvRefused(m_ws.MasterInstrumentID, m_ws.MasterStatus)) {
+                if (UvNotIncluded(m_ws.MasterInstrumentID, m_ws.MasterStatus)) {
                     m_ws.LastResult = Message(kUvTitle, kUvText);
                 }
                 SetStatus(StatusBarId::FileStatusBar, 1, "Master Tiles file is " + title);
@@ -124,7 +118,7 @@ void ProfilerCommands::TargetInstrumentTileSet_Click() {
                     return;
                 }
                 // For the Target a refusal (the curves already read are not restored).
-                if (UvRefused(m_ws.TargetInstrumentID, m_ws.TargetStatus)) {
+                if (UvNotIncluded(m_ws.TargetInstrumentID, m_ws.TargetStatus)) {
                     m_ws.LastResult = Message(kUvTitle, kUvText);
                     return;
                 }

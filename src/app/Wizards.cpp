@@ -1,6 +1,7 @@
 // The three wizards: guided sequences of the menu commands, one explanatory step before each.
 #include "app/HeaderDialogs.h"
 #include "app/ProfilerCommands.h"
+#include "workspace/StatusText.h"
 #include "workspace/Error.h"
 
 namespace tintara {
@@ -80,8 +81,7 @@ void ProfilerCommands::WizardProfile_Click() {
     MasterInstrumentTileSet_Click();
     // A Master without UV stops the wizard where it stands: WizardRunning stays set, as it
     // always has after this stop.
-    const bool uvExempt = m_ws.MasterInstrumentID == 2 || m_ws.MasterInstrumentID == 208;
-    if (!uvExempt && (m_ws.MasterStatus.size() < 4 || m_ws.MasterStatus[3] != 'I'))
+    if (UvNotIncluded(m_ws.MasterInstrumentID, m_ws.MasterStatus))
         return;
     if (!m_ws.MasterTileSetLoaded)
         return end();
