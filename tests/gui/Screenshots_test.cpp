@@ -59,8 +59,9 @@ TEST(Screenshots, StartScreenShowsTheBackgroundAndUnassignedPanels) {
     SaveShot(*h.window, "main-start.png");
     const QImage image = h.window->grab().toImage();
     EXPECT_EQ(image.width(), h.window->width());
-    // No grid yet: none of its band colours on screen.
-    EXPECT_EQ(CountColour(image, QColor(255, 224, 192)), 0);
+    // No grid yet: no band of its average-row colour on screen (one band row covers thousands of
+    // pixels; the background picture may hold a stray pixel of the same colour).
+    EXPECT_LT(CountColour(image, QColor(255, 224, 192)), 200);
 }
 
 TEST(Screenshots, ProfiledDemoPairWithTilePlot) {
