@@ -1,12 +1,15 @@
 // Hand-filled workspaces for the report tests: a profiled tile set and a compared fandeck.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "support/TestPaths.h"
 #include "workspace/GlobalVariables.h"
 
 namespace tintara::test {
@@ -14,18 +17,15 @@ namespace tintara::test {
 // Both instruments identified as after loading two tile sets and the header dialog.
 inline void FillHeaders(GlobalVariables& ws) {
     ws.MasterType = "Datacolor SF600 Plus-CT";  // longer than 20 characters
-    ws.MasterStatus = "LAIIUX";
+    ws.MasterStatus = ws.TargetStatus = "LAIIUX";
     ws.MasterSerial = "M-4471";
-    ws.MasterCompany = "Harbour Paints";
+    ws.MasterCompany = ws.TargetCompany = "Harbour Paints";
     ws.MasterOperator = "J. Okafor";
-    ws.MasterTileSetSerial = "BCRA-0932";
+    ws.MasterTileSetSerial = ws.TargetTileSetSerial = "BCRA-0932";
     ws.MasterDate = "03/14/2024";
     ws.TargetType = "Color-Eye 7000A";
-    ws.TargetStatus = "LAIIUX";
     ws.TargetSerial = "T-1185";
-    ws.TargetCompany = "Harbour Paints";
     ws.TargetOperator = "M. Lind";
-    ws.TargetTileSetSerial = "BCRA-0932";
     ws.TargetDate = "03/15/2024";
 }
 
@@ -36,25 +36,22 @@ inline void FillTiles(GlobalVariables& ws, int tiles = 32) {
     FillHeaders(ws);
     for (int i = 0; i <= tiles; ++i) {
         ws.TileNames[i] = i < tiles ? "Tile " + std::to_string(i + 1) : "";
-        const double base = 0.137 * (i + 1);
         ws.RawDE(i, 0) = (i % 3 == 0 ? -1.0 : 1.0) * (0.05 + 0.21 * i);
-        ws.RawDE(i, 1) = (i % 2 == 0 ? -0.5 : 0.5) * base;
+        ws.RawDE(i, 1) = (i % 2 == 0 ? -0.5 : 0.5) * 0.137 * (i + 1);
         ws.RawDE(i, 2) = 0.31 - 0.02 * i;
-        ws.RawDE(i, 3) = 0.4 + base;
+        ws.RawDE(i, 3) = i < tiles ? 0.4 + 0.137 * (i + 1) : 50.0;
         ws.OffsetDE[i] = 0.9 * ws.RawDE(i, 3);
         ws.GainDE[i] = 0.7 * ws.RawDE(i, 3);
         ws.LinearityDE[i] = 0.5 * ws.RawDE(i, 3);
         ws.WavelengthDE[i] = 0.3 * ws.RawDE(i, 3);
         for (int k = 0; k < 3; ++k)
             ws.FinalDE(i, k) = -0.1 * ws.RawDE(i, k);
-        ws.FinalDE(i, 3) = 0.25 * ws.RawDE(i, 3);
+        ws.FinalDE(i, 3) = i < tiles ? 0.25 * ws.RawDE(i, 3) : 20.0;
     }
-    ws.RawDE(tiles, 3) = 50.0;
-    ws.FinalDE(tiles, 3) = 20.0;
 }
 
-// A compared fandeck of `count` samples. Corrected SCI DE of sample s is `sciDe(s)`; the other
-// groups are derived so that every group differs. Row `count` holds the averages.
+// A compared fandeck of `count` samples. Corrected SCI DE of sample s is `sciDe(s)`; the groups
+// SCI raw, SCE raw and SCE corrected scale it by 1.5, 2 and 2.5. Row `count` holds the averages.
 template <typename DeOf>
 void FillSamples(GlobalVariables& ws, int count, DeOf sciDe) {
     FillHeaders(ws);
@@ -63,15 +60,12 @@ void FillSamples(GlobalVariables& ws, int count, DeOf sciDe) {
     ws.SampleDeltas.Resize(count + 1, kSampleDeltaColumns);
     for (int s = 0; s < count; ++s) {
         ws.SampleNames[s] = "Sample " + std::to_string(s + 1);
-        const double de = sciDe(s);
+        constexpr double kScale[4] = {1.5, 1.0, 2.0, 2.5};
         for (int g = 0; g < 4; ++g) {
-            const double scale = 1.0 + 0.5 * g;  // SCI raw, SCI corrected, SCE raw, SCE corrected
-            const int first = g * 4;
-            const double groupDe = g == 1 ? de : de * scale;
-            ws.SampleDeltas(s, first + 0) = -0.6 * groupDe;
-            ws.SampleDeltas(s, first + 1) = 0.48 * groupDe;
-            ws.SampleDeltas(s, first + 2) = (s % 2 ? -0.64 : 0.64) * groupDe;
-            ws.SampleDeltas(s, first + 3) = groupDe;
+            const double de = sciDe(s) * kScale[g];
+            const double parts[4] = {-0.6 * de, 0.48 * de, (s % 2 ? -0.64 : 0.64) * de, de};
+            for (int k = 0; k < 4; ++k)
+                ws.SampleDeltas(s, g * 4 + k) = parts[k];
         }
     }
     for (int c = 0; c < kSampleDeltaColumns; ++c) {
@@ -89,22 +83,24 @@ inline std::string ReadFile(const std::filesystem::path& file) {
     return s.str();
 }
 
-// Splits a CR LF text into lines; a bare LF or a missing final CR LF shows as "<LF>" / "<EOF>".
+// Compares with tests/data/report/<name> byte for byte; a difference leaves the text in scratch.
+inline void ExpectGolden(const std::string& text, const std::string& name) {
+    if (text == ReadFile(DataPath("report/" + name)))
+        return;
+    const auto actual = ScratchDir("ReportGolden") / name;
+    std::ofstream(actual, std::ios::binary) << text;
+    ADD_FAILURE() << name << " differs from the golden file; actual text in " << actual;
+}
+
+// Splits a CR LF text into lines; an unended last line shows as "<EOF>", a bare LF stays in its
+// line.
 inline std::vector<std::string> CrLfLines(const std::string& text) {
     std::vector<std::string> lines;
     std::size_t start = 0;
-    while (start < text.size()) {
-        const auto end = text.find("\r\n", start);
-        if (end == std::string::npos) {
-            lines.push_back(text.substr(start) + "<EOF>");
-            break;
-        }
-        std::string line = text.substr(start, end - start);
-        if (line.find('\n') != std::string::npos)
-            line += "<LF>";
-        lines.push_back(line);
-        start = end + 2;
-    }
+    for (std::size_t end; (end = text.find("\r\n", start)) != std::string::npos; start = end + 2)
+        lines.push_back(text.substr(start, end - start));
+    if (start < text.size())
+        lines.push_back(text.substr(start) + "<EOF>");
     return lines;
 }
 
