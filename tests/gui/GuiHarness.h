@@ -24,6 +24,8 @@
 
 namespace tintara::test {
 
+using DialogScript = std::function<void(QDialog&)>;
+
 // One QApplication for the whole test program (offscreen unless the caller chose a platform).
 inline QApplication& GuiApp() {
     static QApplication* app = [] {
@@ -37,143 +39,130 @@ inline QApplication& GuiApp() {
     return *app;
 }
 
-// Presses the push button named `name` in `dialog` (fails the test when there is none).
+// The child widget of type T named `name` (fails the test when there is none).
+template <typename T>
+T* Child(QWidget& parent, const char* name) {
+    T* child = parent.findChild<T*>(QString::fromLatin1(name));
+    EXPECT_NE(child, nullptr) << name;
+    return child;
+}
+
+// Presses the push button named `name` in `dialog` (fails the test when it cannot be pressed).
 inline void Press(QWidget& dialog, const char* name) {
-    auto* button = dialog.findChild<QPushButton*>(QString::fromLatin1(name));
-    ASSERT_NE(button, nullptr) << name;
-    ASSERT_TRUE(button->isEnabled()) << name << " is disabled";
+    auto* button = Child<QPushButton>(dialog, name);
+    ASSERT_TRUE(button != nullptr && button->isEnabled()) << name << " cannot be pressed";
     button->click();
 }
 
-struct DemoPaths {
-    std::filesystem::path masterTiles, targetTiles, masterFandeck, targetFandeck;
-};
+// The front of `queue`, or an empty answer when nothing is queued.
+template <typename T>
+T Next(std::deque<T>& queue) {
+    if (queue.empty())
+        return T();
+    T front = std::move(queue.front());
+    queue.pop_front();
+    return front;
+}
 
-// The demo save sets with a short fandeck, so that the tests stay quick.
-inline DemoPaths WriteDemo(const std::filesystem::path& dir, int fandeckSamples = 30) {
+// The demo tile sets and fandecks (Master, Target, Master, Target); short fandecks keep it quick.
+inline std::vector<std::filesystem::path> WriteDemo(const std::filesystem::path& dir,
+                                                    int fandeckSamples = 30) {
     DemoParameters parameters;
     parameters.FandeckSamples = fandeckSamples;
-    const auto files = WriteDemoData(dir, parameters);
-    return {files.at(0), files.at(1), files.at(2), files.at(3)};
+    return WriteDemoData(dir, parameters);
 }
 
 // A started main window whose program folder is a scratch folder holding the pictures and a
-// default Profiler.ini (TINTARA_HOME points there). Every platform dialog is answered from a
-// queue; a dialog nobody expected fails the test and is cancelled.
+// default Profiler.ini (TINTARA_HOME points there); `prepare` may change the folder before the
+// start. Every platform dialog is answered from a queue; a dialog nobody expected fails the test
+// and is cancelled. Messages are recorded and answered OK.
 struct WindowHarness {
-    explicit WindowHarness(const std::string& name, bool withIni = true)
+    explicit WindowHarness(const std::string& name,
+                           const std::function<void(const std::filesystem::path&)>& prepare = {})
         : folder(ScratchDir("gui-" + name)) {
         GuiApp();
         ::setenv("TINTARA_HOME", folder.c_str(), 1);
-        if (withIni)
-            WriteTolerances(folder / "Profiler.ini", ToleranceSettings{});
+        WriteTolerances(folder / "Profiler.ini", ToleranceSettings{});
         for (const char* picture : {"Watermark.jpg", "Profiler_Background.jpg"}) {
             const auto built = std::filesystem::path(TINTARA_BINARY_DIR) / picture;
             if (std::filesystem::exists(built))
-                std::filesystem::copy_file(built, folder / picture,
-                                           std::filesystem::copy_options::overwrite_existing);
+                std::filesystem::copy_file(built, folder / picture);
         }
+        if (prepare)
+            prepare(folder);
         window = std::make_unique<gui::Profiler>(ws, QString::fromStdString(folder.string()));
         gui::QtUserInterface& ui = window->Ui();
         ui.FileChooser = [this](const FileDialogRequest& request) {
-            FileRequests.push_back(request);
-            if (Files.empty()) {
-                ADD_FAILURE() << "unexpected file dialog: " << request.Filter;
-                return std::string();
-            }
-            std::string answer = Files.front();
-            Files.pop_front();
-            return answer;
+            EXPECT_FALSE(Files.empty()) << "unexpected file dialog: " << request.Filter;
+            return Next(Files);
         };
         ui.MessagePresenter = [this](const MessageBoxRequest& request) -> int16_t {
             Messages.push_back(request);
             return kResultOk;
         };
         ui.PrintDialogPresenter = [this](QPrinter& printer) {
-            printer.setOutputFormat(QPrinter::PdfFormat);
-            printer.setOutputFileName(QString::fromStdString((folder / PrintFile).string()));
+            printer.setOutputFormat(QPrinter::PdfFormat);  // into printed.pdf
+            printer.setOutputFileName(QString::fromStdString((folder / "printed.pdf").string()));
             ++PrintDialogs;
-            return PrintAnswer;
+            return true;
         };
         ui.DialogObserver = [this](QDialog& dialog) {
-            DialogNames.push_back(dialog.objectName().toStdString());
-            if (Dialogs.empty()) {
-                ADD_FAILURE() << "unexpected dialog: " << dialog.objectName().toStdString();
-                dialog.reject();
-                return;
-            }
-            auto script = std::move(Dialogs.front());
-            Dialogs.pop_front();
-            script(dialog);
-            // A script that forgot to close the dialog must not hang the test.
+            if (const DialogScript script = Next(Dialogs))
+                script(dialog);
+            // An unexpected dialog, or one a script forgot to close, must not hang the test.
             if (dialog.isVisible()) {
                 ADD_FAILURE() << "dialog left open: " << dialog.objectName().toStdString();
                 dialog.reject();
             }
         };
-        window->Start(commandLine);
+        window->Start("");
         window->show();
         QApplication::processEvents();
     }
 
-    // Picks a menu item or presses a button the way a user does: only when it can be reached.
+    // Picks a menu item the way a user does: only when it can be reached.
     void Pick(CommandId id) {
-        if (QAction* action = window->Action(id)) {
-            ASSERT_TRUE(window->Commands().Menu().Available(id))
-                << "not available: " << window->Commands().Menu().Item(id).Name;
-            action->trigger();
-        } else {
-            QPushButton* button = window->Button(id);
-            ASSERT_NE(button, nullptr);
-            ASSERT_TRUE(button->isVisible() && button->isEnabled());
-            button->click();
-        }
+        ASSERT_TRUE(window->Commands().Menu().Available(id))
+            << "not available: " << window->Commands().Menu().Item(id).Name;
+        window->Action(id)->trigger();
         QApplication::processEvents();
     }
 
     bool Enabled(CommandId id) const { return window->Action(id)->isEnabled(); }
 
-    // File > Open both demo tile sets in SCI.
-    void LoadTileSets(const DemoPaths& demo) {
-        Files.push_back(demo.masterTiles.string());
-        Files.push_back(demo.targetTiles.string());
-        Dialogs.push_back([](QDialog& d) {
-            EXPECT_EQ(d.objectName().toStdString(), "SelectGeometry");
-            Press(d, "OKButton");  // SCI is selected on opening
-        });
+    // A script that checks the dialog's name, lets `look` see the dialog and presses OK.
+    static DialogScript OkIn(const std::string& name, const DialogScript& look) {
+        return [name, look](QDialog& d) {
+            EXPECT_EQ(d.objectName().toStdString(), name);
+            if (look)
+                look(d);
+            Press(d, "OKButton");
+        };
+    }
+
+    // File > Open both demo tile sets, OK in the geometry dialog (SCI is selected on opening).
+    void LoadTileSets(const std::vector<std::filesystem::path>& demo,
+                      const DialogScript& look = {}) {
+        Files.insert(Files.end(), {demo.at(0).string(), demo.at(1).string()});
+        Dialogs.push_back(OkIn("SelectGeometry", look));
         Pick(CommandId::MasterInstrumentTileSet);
         Pick(CommandId::TargetInstrumentTileSet);
     }
 
     // Generate > Correlation Coefficients with OK in the header dialog.
-    void Generate() {
-        Dialogs.push_back([](QDialog& d) {
-            EXPECT_EQ(d.objectName().toStdString(), "ProfileHeader");
-            Press(d, "OKButton");
-        });
+    void Generate(const DialogScript& look = {}) {
+        Dialogs.push_back(OkIn("ProfileHeader", look));
         Pick(CommandId::GenerateCCF);
     }
 
-    std::vector<std::string> MessageTitles() const {
-        std::vector<std::string> titles;
-        for (const auto& m : Messages)
-            titles.push_back(m.Title);
-        return titles;
-    }
-
     std::filesystem::path folder;
-    std::string commandLine;
     GlobalVariables ws;
     std::unique_ptr<gui::Profiler> window;
 
     std::deque<std::string> Files;
-    std::vector<FileDialogRequest> FileRequests;
     std::vector<MessageBoxRequest> Messages;
-    std::deque<std::function<void(QDialog&)>> Dialogs;
-    std::vector<std::string> DialogNames;
-    bool PrintAnswer = true;
+    std::deque<DialogScript> Dialogs;
     int PrintDialogs = 0;
-    std::string PrintFile = "printed.pdf";
 };
 
 }  // namespace tintara::test
