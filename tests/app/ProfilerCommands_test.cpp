@@ -3,16 +3,18 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <map>
+#include <sstream>
 
 #include "app/CommandHarness.h"
-#include "app/ToleranceDialog.h"
-#include "engine/Tolerances.h"
 
 namespace tintara {
 namespace {
 
 using C = CommandId;
 using test::CommandHarness;
+using test::SetOptions;
+using test::WriteSet;
 
 TEST(FormLoad, StartsWithNothingLoadedAndTheStartupMenus) {
     CommandHarness h("startup");
@@ -21,180 +23,58 @@ TEST(FormLoad, StartsWithNothingLoadedAndTheStartupMenus) {
                  h.ws.TargetSaveSetLoaded || h.ws.CorrelatedSaveSetLoaded ||
                  h.ws.CoefficientsLoaded || h.ws.CoefficientsCalculated || h.ws.ConversionDone);
     EXPECT_TRUE(h.ws.UseCentroid);
-    EXPECT_TRUE(h.Enabled(C::MasterInstrumentTileSet));
-    EXPECT_FALSE(h.Enabled(C::TargetInstrumentTileSet));
-    EXPECT_TRUE(h.Enabled(C::MasterInstrumentSaveSet));
-    EXPECT_TRUE(h.Enabled(C::TargetInstrumentSaveSet));
-    EXPECT_FALSE(h.Enabled(C::CorrelatedTargetInstrumentSaveSet));
-    EXPECT_FALSE(h.Enabled(C::SaveFile));
-    EXPECT_FALSE(h.Enabled(C::PrintReport));
-    EXPECT_FALSE(h.Enabled(C::GenerateFunction));
-    EXPECT_FALSE(h.commands->Grid().Visible());
-    for (C button : {C::RawDataCommand, C::DisplayCommand, C::CorrectedDataCommand}) {
+    for (C id :
+         {C::MasterInstrumentTileSet, C::MasterInstrumentSaveSet, C::TargetInstrumentSaveSet})
+        EXPECT_TRUE(h.Enabled(id)) << h.commands->Menu().Item(id).Name;
+    for (C id : {C::TargetInstrumentTileSet, C::CorrelatedTargetInstrumentSaveSet, C::SaveFile,
+                 C::PrintReport, C::GenerateFunction})
+        EXPECT_FALSE(h.Enabled(id)) << h.commands->Menu().Item(id).Name;
+    for (C button : {C::RawDataCommand, C::DisplayCommand, C::CorrectedDataCommand})
         EXPECT_FALSE(h.commands->Menu().Visible(button));
-    }
+    EXPECT_FALSE(h.commands->Grid().Visible());
     EXPECT_EQ(h.Panel(StatusBarId::FileStatusBar, 1), "Master File - Not Assigned");
     EXPECT_EQ(h.Panel(StatusBarId::FileStatusBar, 2), "Target File - Not Assigned");
     EXPECT_EQ(h.Panel(StatusBarId::FileStatusBar, 3), "Coefficient File - Not Assigned");
     EXPECT_EQ(h.Panel(StatusBarId::InstrumentBar, 1), "Master Instrument - Not Assigned");
     EXPECT_EQ(h.Panel(StatusBarId::InstrumentBar, 2), "Target Instrument - Not Assigned");
-    // The window was told about the menu state it must mirror.
-    EXPECT_FALSE(h.ui.CommandChanges.empty());
-}
+    EXPECT_GT(h.ui.CommandChanges, 0) << "the window mirrors the menu state";
 
-TEST(FormLoad, OnlyTheWholeWordNocentroidSwitchesTheSearchOff) {
-    for (const std::string line : {"NOCENTROID", "nocentroid", "NoCentroid"}) {
-        CommandHarness h("nocentroid-on", true, line);
-        EXPECT_FALSE(h.ws.UseCentroid) << line;
-    }
-    for (const std::string line : {"NOCENTROID X", " NOCENTROID", "CENTROID", "-nocentroid"}) {
-        CommandHarness h("nocentroid-off", true, line);
-        EXPECT_TRUE(h.ws.UseCentroid) << line;
-    }
-}
-
-TEST(FormLoad, MissingProfilerIniFallsBackWithOneMessage) {
-    CommandHarness h("no-ini", false);
-    // The harness clears messages after start-up; load again to see it.
-    h.ws.SingleSampleTolerance = 3.0;
-    h.commands->Form_Load("");
-    ASSERT_EQ(h.ui.Messages.size(), 1u);
-    EXPECT_EQ(h.ui.Messages[0].Title, "File Read Error");
-    EXPECT_EQ(h.ui.Messages[0].Text, "Error reading Tolerance defaults");
-    EXPECT_EQ(h.ui.Messages[0].Icon, MessageIcon::None);
-    EXPECT_EQ(h.ws.SingleSampleTolerance, 0.5);
-}
-
-TEST(FormActivate, OnlyTheFirstActivationSetsUpTheWindow) {
-    CommandHarness h("activate");
+    // Only the first activation sets up the window; a missing picture is reported.
+    h.ui.PictureLoads = false;
     h.commands->Form_Activate();
     h.commands->Form_Activate();
     EXPECT_EQ(h.ui.WindowInitialisations, 1);
     EXPECT_TRUE(h.ws.WindowInitialised);
-    EXPECT_TRUE(h.ui.Messages.empty());
+    EXPECT_NE(h.Messages().find("Profiler_Background.jpg"), std::string::npos);
 
-    CommandHarness missing("activate-missing");
-    missing.ui.PictureLoads = false;
-    missing.commands->Form_Activate();
-    ASSERT_EQ(missing.ui.Messages.size(), 1u);
-    EXPECT_NE(missing.ui.Messages[0].Text.find("Profiler_Background.jpg"), std::string::npos);
-    EXPECT_TRUE(missing.ws.WindowInitialised);
+    CommandHarness noIni("no-ini", false);
+    EXPECT_EQ(noIni.Messages(), "File Read Error: Error reading Tolerance defaults");
+    EXPECT_EQ(noIni.ws.SingleSampleTolerance, 0.5);
 }
 
-TEST(DisplayButtons, RawDataWidensTheGridOnePixelPerClick) {
-    CommandHarness h("rawdata");
+TEST(FormLoad, OnlyTheWholeCommandLineNocentroidInAnyCaseSwitchesTheSearchOff) {
+    for (const std::string line : {"NOCENTROID", "nocentroid", "NoCentroid"})
+        EXPECT_FALSE(CommandHarness("nocentroid", true, line).ws.UseCentroid) << line;
+    for (const std::string line : {"NOCENTROID X", " NOCENTROID", "CENTROID", "-nocentroid"})
+        EXPECT_TRUE(CommandHarness("nocentroid", true, line).ws.UseCentroid) << line;
+}
+
+TEST(SmallCommands, RawDataWidensByOnePixelProfileXxxIsNotImplementedAndExitEnds) {
+    CommandHarness h("small");
     h.ws.TwipsPerPixel = 12;
     h.commands->Grid().Width = 9000;
     h.commands->Execute(C::RawDataCommand);
     h.commands->Execute(C::RawDataCommand);
     EXPECT_EQ(h.commands->Grid().Width, 9024);
-}
-
-TEST(DisplayButtons, ProfileXXXIsNotImplemented) {
-    CommandHarness h("tofile");
     h.ws.LastResult = 0;
     h.commands->Execute(C::ToFile);
-    ASSERT_EQ(h.ui.Messages.size(), 1u);
-    EXPECT_EQ(h.ui.Messages[0].Title, "WARNING");
-    EXPECT_EQ(h.ui.Messages[0].Text, "This function has not been implemented");
-    EXPECT_EQ(h.ui.Messages[0].Buttons, MessageButtons::Ok);
+    EXPECT_EQ(h.Messages(), "WARNING: This function has not been implemented");
     EXPECT_EQ(h.ws.LastResult, 0);
-}
-
-TEST(DisplayButtons, ExitEndsAtOnceAndSoDoesClosingTheWindow) {
-    CommandHarness h("exit");
+    h.ui.PrintAnswers = {false};
+    h.commands->Execute(C::ToPrinter);  // a cancelled print dialog ends silently
+    EXPECT_TRUE(h.ui.Printed.empty() && h.ui.Messages.empty());
     h.commands->Execute(C::ProgramExit);
     EXPECT_TRUE(h.ui.Ended);
-    CommandHarness closing("unload");
-    closing.commands->Form_Unload();
-    EXPECT_TRUE(closing.ui.Ended);
-    EXPECT_TRUE(closing.ui.Messages.empty());
-}
-
-TEST(GenerateCCF, RefusesWithoutBothTileSets) {
-    CommandHarness h("ccf-nodata");
-    h.ws.MasterTilesSelected = true;
-    h.ws.ProfileStatusError = true;
-    h.commands->GenerateCCF_Click();
-    EXPECT_EQ(h.OnlyMessage(),
-              "Data Error: Master and Target Instrument data has NOT been selected");
-    EXPECT_FALSE(h.ws.ProfileStatusError);
-    EXPECT_EQ(h.ui.HeaderDialogs, 0);
-    EXPECT_FALSE(h.ws.CoefficientsCalculated);
-}
-
-TEST(GenerateCCF, RefusesUvExcludedOnEitherInstrument) {
-    for (const auto& [master, target] : {std::pair{"PBIE01", "PBII01"}, {"PBII01", "PBIE01"}}) {
-        CommandHarness h("ccf-uv");
-        h.ws.MasterTilesSelected = h.ws.TargetTilesSelected = true;
-        h.ws.MasterInstrumentID = 177;
-        h.ws.TargetInstrumentID = 186;
-        h.ws.MasterStatus = master;
-        h.ws.TargetStatus = target;
-        h.commands->GenerateCCF_Click();
-        ASSERT_EQ(h.ui.Messages.size(), 1u);
-        EXPECT_EQ(h.ui.Messages[0].Title, "Status Error");
-        EXPECT_EQ(h.ui.Messages[0].Text,
-                  "The Master and Target instruments must be set to UV Component Included");
-        EXPECT_EQ(h.ui.Messages[0].Icon, MessageIcon::None);
-        EXPECT_TRUE(h.ws.ProfileStatusError);
-        EXPECT_EQ(h.ui.HeaderDialogs, 0);
-    }
-}
-
-TEST(GenerateCCF, ExemptInstrumentsAndOtherLettersPassTheUvCheck) {
-    // Minolta CM-2002 with UV excluded, and a status whose 4th letter is neither "I" nor "E":
-    // both reach the header dialog; a geometry mismatch then stops the run, keeping the header.
-    struct Case {
-        int16_t masterId;
-        const char* masterStatus;
-    };
-    for (const Case c : {Case{2, "PBIE01"}, Case{177, "PBIX01"}}) {
-        CommandHarness h("ccf-exempt");
-        h.ws.MasterTilesSelected = h.ws.TargetTilesSelected = true;
-        h.ws.MasterInstrumentID = c.masterId;
-        h.ws.TargetInstrumentID = 186;
-        h.ws.MasterStatus = c.masterStatus;
-        h.ws.TargetStatus = "PBEI01";
-        h.ui.HeaderAnswers.push_back(
-            {true, std::array<std::string, 2>{"AV-1", "AV-2"}, std::nullopt, std::nullopt});
-        h.commands->GenerateCCF_Click();
-        EXPECT_EQ(h.ui.HeaderDialogs, 1);
-        EXPECT_EQ(h.OnlyMessage(), "Data Error: The Master and Target status do NOT Match");
-        EXPECT_FALSE(h.ws.ProfileStatusError);
-        EXPECT_EQ(h.ws.MasterTileSetSerial, "AV-1");
-        EXPECT_EQ(h.ws.TargetTileSetSerial, "AV-2");
-        EXPECT_FALSE(h.ws.CoefficientsCalculated);
-    }
-}
-
-TEST(SaveCoefficients, RefusesWhenNothingWasCalculated) {
-    CommandHarness h("save-nothing");
-    h.commands->SaveCoefficients_Click();
-    ASSERT_EQ(h.ui.Messages.size(), 1u);
-    EXPECT_EQ(h.ui.Messages[0].Title, "Warning");
-    EXPECT_EQ(h.ui.Messages[0].Text, "Coefficients have not been calculated");
-    EXPECT_EQ(h.ui.Messages[0].Icon, MessageIcon::Exclamation);
-    EXPECT_TRUE(h.ui.FileRequests.empty());
-}
-
-TEST(CorrelationFileMenu, ChoosingSetsTheFileWithoutReadingIt) {
-    CommandHarness h("open-ccf");
-    const auto file = h.folder / "sub" / "pair.ccf";  // need not exist: it is read when applied
-    h.ui.Files = {"", file.string()};
-    h.commands->CorrelationFileMenu_Click();
-    EXPECT_FALSE(h.ws.CoefficientsLoaded);
-    EXPECT_EQ(h.Panel(StatusBarId::FileStatusBar, 3), "Coefficient File - Not Assigned");
-    EXPECT_TRUE(h.commands->CurrentFolder().empty());
-
-    h.commands->CorrelationFileMenu_Click();
-    EXPECT_TRUE(h.ws.CoefficientsLoaded);
-    EXPECT_EQ(h.ws.CoefficientFile, file.string());
-    EXPECT_EQ(h.Panel(StatusBarId::FileStatusBar, 3), "Coefficients File is pair.ccf");
-    EXPECT_EQ(h.commands->CurrentFolder(), file.parent_path());
-    EXPECT_EQ(h.ui.FileRequests[0].Filter, "Instrument Correlation Files | *.ccf");
-    EXPECT_EQ(h.ui.FileRequests[0].Mode, FileDialogMode::Open);
-    EXPECT_TRUE(h.ui.Messages.empty());
 }
 
 TEST(SetTolerances, AcceptWritesProfilerIniAndAColourSpaceChangeAsksForAReload) {
@@ -207,45 +87,220 @@ TEST(SetTolerances, AcceptWritesProfilerIniAndAColourSpaceChangeAsksForAReload) 
         dialog.AcceptButton_Click();
     });
     h.commands->SetTolerances_Click();
-    EXPECT_EQ(h.ws.SingleSampleTolerance, 1.0);
-    EXPECT_EQ(h.ws.AverageTolerance, 0.5);
     EXPECT_EQ(h.ws.ColorSpace, 2);
     EXPECT_EQ(h.commands->Engine().PLM.ColorSpace(), 2);
-    EXPECT_EQ(h.OnlyMessage(),
+    EXPECT_EQ(h.Messages(),
               "Color Space has changed: SaveSet Data must be reloaded using the new Color Space");
-    EXPECT_EQ(h.ws.LastResult, kTrue);
-    const ToleranceReadResult stored = ReadTolerances(h.folder / "Profiler.ini");
-    EXPECT_FALSE(stored.ErrorNoted);
-    EXPECT_EQ(stored.Settings, (ToleranceSettings{1.0, 0.5, 2}));
+    EXPECT_EQ(ReadTolerances(h.folder / "Profiler.ini").Settings, (ToleranceSettings{1.0, 0.5, 2}));
 
-    // Same colour space again: stored, no message.
-    h.ui.ToleranceAnswers.push_back([](GetTolerancesDialog& dialog) {
-        EXPECT_TRUE(dialog.Option2);
-        dialog.VScroll1_Change(1, 100);  // 0.05
-        dialog.AcceptButton_Click();
-    });
-    h.commands->SetTolerances_Click();
-    EXPECT_TRUE(h.ui.Messages.empty());
-    EXPECT_DOUBLE_EQ(h.ws.AverageTolerance, 0.05);
-
-    // Cancel stores nothing.
-    h.ui.ToleranceAnswers.push_back([](GetTolerancesDialog& dialog) {
-        dialog.VScroll1_Change(0, 1);
-        dialog.CancelButton_Click();
-    });
-    h.commands->SetTolerances_Click();
-    EXPECT_EQ(h.ws.SingleSampleTolerance, 1.0);
-    EXPECT_EQ(ReadTolerances(h.folder / "Profiler.ini").Settings.SingleSampleTolerance, 1.0);
-}
-
-TEST(SetTolerances, ScrollBarsStayInTheirRange) {
-    CommandHarness h("tolerance-range");
+    // Cancel stores nothing; out-of-range settings open at the ends of the bars.
     h.ws.SingleSampleTolerance = 0.01;  // maps to 101, one past the bar's end
     h.ws.AverageTolerance = 5.0;
-    GetTolerancesDialog dialog(h.ws, h.ui, h.commands->Engine().PLM, h.folder / "x.ini", nullptr);
-    dialog.Form_Activate();
-    EXPECT_EQ(dialog.ScrollPosition, (std::array<int, 2>{100, 1}));
-    EXPECT_EQ(dialog.TolText, (std::array<std::string, 2>{"0.05", "5.00"}));
+    h.ui.ToleranceAnswers.push_back([](GetTolerancesDialog& dialog) {
+        EXPECT_EQ(dialog.ScrollPosition, (std::array<int, 2>{100, 1}));
+        EXPECT_EQ(dialog.TolText, (std::array<std::string, 2>{"0.05", "5.00"}));
+        dialog.VScroll1_Change(0, 1);
+    });
+    h.commands->SetTolerances_Click();
+    EXPECT_EQ(h.ws.SingleSampleTolerance, 0.01);
+    EXPECT_EQ(ReadTolerances(h.folder / "Profiler.ini").Settings.SingleSampleTolerance, 1.0);
+    EXPECT_TRUE(h.ui.Messages.empty());
+}
+
+// ---- every refusal of the file, coefficient and fandeck commands --------------------------------
+
+// The demo pair with a 12-sample fandeck and its SCI coefficient file, made once.
+const std::pair<test::DemoFiles, std::filesystem::path>& Demo() {
+    static const auto demo = [] {
+        CommandHarness h("refusal-demo");
+        const auto files = test::WriteSmallDemo(h.folder, 12);
+        test::ProfileIntoCcf(h, files, h.folder / "sci.ccf", true);
+        EXPECT_EQ(h.Messages(), "");
+        return std::pair(files, h.folder / "sci.ccf");
+    }();
+    return demo;
+}
+
+std::string Text(const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+// "..." in `pattern` stands for any text.
+bool Matches(const std::string& pattern, const std::string& text) {
+    const auto dots = pattern.find("...");
+    if (dots == std::string::npos)
+        return text == pattern;
+    for (std::size_t at = dots; at <= text.size() && text.compare(0, dots, pattern, 0, dots) == 0;
+         ++at) {
+        if (Matches(pattern.substr(dots + 3), text.substr(at)))
+            return true;
+    }
+    return false;
+}
+
+// The file a file dialog answers with, by name: save sets written into the harness's folder,
+// the shared demo files, or files that are damaged or missing ("cancel" cancels the dialog).
+std::string File(CommandHarness& h, const std::string& name) {
+    const auto set = [&](SetOptions options) { return WriteSet(h.folder, name + ".wsv", options); };
+    const auto write = [&](const char* file, const char* text) {
+        std::ofstream(h.folder / file) << text;
+        return h.folder / file;
+    };
+    const std::map<std::string, std::function<std::filesystem::path()>> files = {
+        {"master", [&] { return set({}); }},
+        {"master of 30", [&] { return set({.records = 30}); }},
+        {"master without UV", [&] { return set({.status = "PBIE01"}); }},
+        {"master, UV letter X", [&] { return set({.status = "PBIX01"}); }},
+        {"master, status PBI", [&] { return set({.status = "PBI"}); }},
+        {"CM-700 without UV", [&] { return set({.status = "PBIE01", .instrument = 208}); }},
+        {"CM-2002 without UV", [&] { return set({.status = "PBIE01", .instrument = 2}); }},
+        {"target", [&] { return set({.instrument = 186, .target = true}); }},
+        {"target without UV", [&] { return set({.status = "PBIE01", .target = true}); }},
+        {"target of 16", [&] { return set({.records = 16, .target = true}); }},
+        {"target in SCE", [&] { return set({.status = "PBEI01", .instrument = 186}); }},
+        {"8 of the demo Target", [&] { return set({.records = 8, .instrument = 179}); }},
+        {"12 of a Color i7", [&] { return set({.records = 12}); }},
+        {"demo Master fandeck", [] { return Demo().first.masterFandeck; }},
+        {"demo Target fandeck", [] { return Demo().first.targetFandeck; }},
+        {"demo coefficients", [] { return Demo().second; }},
+        {"demo coefficients copy", [&] { return write("pair.ccf", Text(Demo().second).c_str()); }},
+        {"damaged coefficients", [&] { return write("bad.ccf", "186\r\nshort\r\n"); }},
+        {"no save set", [&] { return write("junk.wsv", "junk"); }},
+        {"missing", [&] { return h.folder / "gone.wsv"; }},
+        {"new", [&] { return h.folder / "new.wsv"; }},
+        {"cancel", [] { return std::filesystem::path(); }},
+    };
+    return files.at(name)().string();
+}
+
+// What a refusal must leave alone: the load flags, files, panels, grid, and the folder's files.
+std::string State(CommandHarness& h) {
+    const GlobalVariables& w = h.ws;
+    std::string state;
+    for (bool flag : {w.MasterTileSetLoaded, w.MasterTilesSelected, w.TargetTileSetLoaded,
+                      w.TargetTilesSelected, w.CoefficientsCalculated, w.CoefficientsLoaded,
+                      w.MasterSaveSetLoaded, w.PerformanceDataReady, w.CorrelatedFandeckReady,
+                      h.Enabled(C::TargetInstrumentTileSet), h.commands->Grid().Visible()})
+        state += flag ? "1" : "0";
+    state +=
+        "|" + std::to_string(w.TileCount) + "|" + w.CoefficientFile + "|" + w.MasterSaveSetFile;
+    for (const auto& [panel, text] : h.ui.Status)
+        state += "|" + text;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(h.folder))
+        state += "|" + entry.path().filename().string() + "#" +
+                 std::to_string(std::hash<std::string>()(Text(entry.path())));
+    return state;
+}
+
+const std::string kUvNeeded =
+    "Instrument Status Error: The UV Component must be INCLUDED for Profiling";
+const std::string kNotAccessible = "File I/O Error: File is NOT accessable";
+const std::string kReadProblem =
+    "File Read Error: There is a problem with the Save_Set File \r\n\r\n"
+    "It may be Corrupt, Empty or on a Mapped Drive\r\nThis may also be a Windows Permission "
+    "error\r\nPlease contact your IT administrator to resolve these issues";
+const std::string kStatusMismatch = "Data Error: The Master and Target status do NOT Match";
+
+TEST(Refusals, EveryRefusalShowsItsTitleAndTextAndChangesNothingElse) {
+    struct Row {
+        const char* what;
+        const char* files;  // the file dialogs' answers by File's names, "|" between them
+        const std::vector<C>& before;  // commands run first
+        C command;
+        std::string message;  // "Title: Text" ("..." for any text); "" for none
+        bool loads = false;   // a warning only: the Master tile set is read
+    };
+    const std::vector<C> none,
+        master = {C::MasterInstrumentTileSet},
+        both = {C::MasterInstrumentTileSet, C::TargetInstrumentTileSet},
+        profiled = {C::MasterInstrumentTileSet, C::TargetInstrumentTileSet, C::GenerateCCF},
+        fandecks = {C::MasterInstrumentSaveSet, C::TargetInstrumentSaveSet, C::CorrelationFileMenu},
+        conversion = {C::TargetInstrumentSaveSet, C::CorrelationFileMenu};
+    const Row rows[] = {
+        // File > Open > Tile Set
+        {"Master tile set out of reach", "missing", none, C::MasterInstrumentTileSet,
+         kNotAccessible},
+        {"Master tile set of 30 tiles", "master of 30", none, C::MasterInstrumentTileSet,
+         kReadProblem},
+        {"Master tile set that is no save set", "no save set", none, C::MasterInstrumentTileSet,
+         kReadProblem},
+        {"Master without UV", "master without UV", none, C::MasterInstrumentTileSet, kUvNeeded,
+         true},
+        {"Master status too short to say", "master, status PBI", none, C::MasterInstrumentTileSet,
+         kUvNeeded, true},
+        {"Master without UV, but a Minolta CM-700", "CM-700 without UV", none,
+         C::MasterInstrumentTileSet, "", true},
+        {"Target without UV", "master|target without UV", master, C::TargetInstrumentTileSet,
+         kUvNeeded},
+        {"Target tile set of another size", "master|target of 16", master,
+         C::TargetInstrumentTileSet, "File Read Error: There is a problem with the Save_Set File "},
+        // Generate > Correlation Coefficients, File > Save > Correlated Coefficient File
+        {"profiling without both tile sets", "master", master, C::GenerateCCF,
+         "Data Error: Master and Target Instrument data has NOT been selected"},
+        {"profiling a Master without UV", "master without UV|target", both, C::GenerateCCF,
+         "Status Error: The Master and Target instruments must be set to UV Component Included"},
+        {"profiling across geometries, a CM-2002 Master passing the UV check",
+         "CM-2002 without UV|target in SCE", both, C::GenerateCCF, kStatusMismatch},
+        {"profiling across geometries, a UV letter neither I nor E passing",
+         "master, UV letter X|target in SCE", both, C::GenerateCCF, kStatusMismatch},
+        {"saving coefficients never calculated", "", none, C::SaveCoefficients,
+         "Warning: Coefficients have not been calculated"},
+        {"saving coefficients into another pair's file", "master|target|demo coefficients copy",
+         profiled, C::SaveCoefficients, "ERROR: Incorrect Instruments from file"},
+        // fandecks
+        {"Master fandeck that is no save set", "no save set", none, C::MasterInstrumentSaveSet,
+         kNotAccessible},
+        {"Master fandeck out of reach", "missing", none, C::MasterInstrumentSaveSet,
+         kNotAccessible},
+        {"comparing fandecks of different length",
+         "demo Master fandeck|8 of the demo Target|demo coefficients", fandecks, C::GenerateCSS,
+         "Save Set Mis-Match: Number of records in Files do NOT match - unable to proceed"},
+        {"comparing a fandeck of another instrument",
+         "demo Master fandeck|12 of a Color i7|demo coefficients", fandecks, C::GenerateCSS,
+         "Instrument Mis-Match: Instrument types do NOT match - unable to proceed"},
+        {"converting with a damaged coefficient file", "demo Target fandeck|damaged coefficients",
+         conversion, C::GenerateConvData,
+         "File Read Error: There is a problem with the Save_Set File \r\n\r\n...bad.ccf..."},
+        {"converting a fandeck of another instrument", "12 of a Color i7|demo coefficients",
+         conversion, C::GenerateConvData,
+         "Instuments do NOT Match: Profile Master - X-Rite Ci7800\r\nProfile Target - X-Rite "
+         "Ci64uv\r\nSaveSet Instrument - Macbeth Color i7"},
+        {"saving the correlated fandeck with no file chosen", "cancel", none,
+         C::SaveCorrelatedFandeck,
+         "File I/O Error: No file has been chosen for the Correlated Fandeck - nothing was saved"},
+        {"saving the correlated fandeck before a conversion", "new", none, C::SaveCorrelatedFandeck,
+         "Data Error: There is no Correlated Fandeck data to save - convert a fandeck first"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.what);
+        CommandHarness h("refusal");
+        std::istringstream names(row.files);
+        for (std::string name; std::getline(names, name, '|');)
+            h.ui.Files.push_back(File(h, name));
+        h.ui.HeaderAnswers = {test::HeaderAnswer{}};
+        for (C id : row.before)
+            h.commands->Execute(id);
+        h.ui.Messages.clear();
+        const std::string before = State(h);
+        h.commands->Execute(row.command);
+        EXPECT_TRUE(h.ui.Files.empty());
+        // Only an instrument pair that passed the UV check reaches the header dialog.
+        EXPECT_EQ(h.ui.HeaderDialogs, row.message == kStatusMismatch || &row.before == &profiled);
+        if (!row.message.empty()) {
+            ASSERT_EQ(h.ui.Messages.size(), 1u);
+            EXPECT_EQ(h.ui.Messages[0].Icon, h.ui.Messages[0].Title == "Status Error"
+                                                 ? MessageIcon::None
+                                                 : MessageIcon::Exclamation);
+        }
+        const std::string shown = h.Messages();
+        EXPECT_TRUE(Matches(row.message, shown)) << shown;
+        if (row.loads) {
+            EXPECT_TRUE(h.ws.MasterTilesSelected && h.ws.MasterTileSetLoaded);
+        } else {
+            EXPECT_EQ(State(h), before);
+        }
+    }
 }
 
 }  // namespace

@@ -18,24 +18,14 @@
 
 namespace tintara::test {
 
-struct RecordedMessage {
-    std::string Title;
-    std::string Text;
-    MessageIcon Icon = MessageIcon::None;
-    MessageButtons Buttons = MessageButtons::Ok;
-};
-
 // What the user does in the profile header dialog: optional new texts per column, then OK or Quit.
 struct HeaderAnswer {
     bool Ok = true;
-    std::optional<std::array<std::string, 2>> TileSetSerial, Serial, Operator;
+    std::optional<std::array<std::string, 2>> TileSetSerial{}, Serial{}, Operator{};
 };
 
 // Queued answers are consumed in order; a dialog that finds its queue empty fails the test (so a
-// script that does not expect a dialog notices it), except message boxes, which answer OK.
-// Every call is also appended to Log as one line ("message: <title>: <text>", "file: <filter>",
-// "wizard: <caption>", "header", "geometry", "print dialog", "print", "status <bar>.<panel>:
-// <text>"), so that tests can check the order of what the user saw.
+// script that does not expect a dialog notices it) and is cancelled. Message boxes answer OK.
 class ScriptedUi : public UserInterface {
   public:
     // ---- scripted answers ----
@@ -44,30 +34,19 @@ class ScriptedUi : public UserInterface {
     std::deque<HeaderAnswer> HeaderAnswers;
     std::deque<std::optional<bool>> GeometryAnswers;  // true SCI, false SCE, nullopt close box
     std::deque<bool> PrintAnswers;                    // true = OK, false = Cancel
-    std::deque<int16_t> MessageAnswers;               // default kResultOk
-    // The tolerance dialog: the user's actions on the opened model (empty closes with Cancel).
+    // The tolerance dialog: the user's actions on the opened model (it is then cancelled if open).
     std::deque<std::function<void(GetTolerancesDialog&)>> ToleranceAnswers;
     bool PictureLoads = true;
 
     // ---- what was shown ----
-    std::vector<RecordedMessage> Messages;
+    std::vector<MessageBoxRequest> Messages;
     std::vector<FileDialogRequest> FileRequests;
     std::vector<std::pair<std::string, std::string>> WizardSteps;  // caption, text
     std::map<std::pair<StatusBarId, int>, std::string> Status;
-    std::vector<CommandItem> CommandChanges;
     std::vector<PageDescription> Printed;
-    std::vector<std::string> Log;
-    int HeaderDialogs = 0;
-    int GeometryDialogs = 0;
-    int EventsRun = 0;
-    int WindowInitialisations = 0;
+    int HeaderDialogs = 0, GeometryDialogs = 0, CommandChanges = 0, WindowInitialisations = 0;
     bool Ended = false;
-    GridArea Area{12000, 9000, 300, 300};
 
-    std::string StatusText(StatusBarId bar, int panel) const {
-        const auto it = Status.find({bar, panel});
-        return it == Status.end() ? std::string() : it->second;
-    }
     std::vector<std::string> MessageTitles() const {
         std::vector<std::string> titles;
         for (const auto& m : Messages)
@@ -87,56 +66,25 @@ class ScriptedUi : public UserInterface {
 
     // ---- UserInterface ----
     int16_t ShowMessage(const MessageBoxRequest& request) override {
-        Messages.push_back({request.Title, request.Text, request.Icon, request.Buttons});
-        Log.push_back("message: " + request.Title + ": " + request.Text);
-        if (MessageAnswers.empty())
-            return kResultOk;
-        const int16_t answer = MessageAnswers.front();
-        MessageAnswers.pop_front();
-        return answer;
+        Messages.push_back(request);
+        return kResultOk;
     }
-
     std::string ChooseFile(const FileDialogRequest& request) override {
         FileRequests.push_back(request);
-        Log.push_back("file: " + request.Filter);
-        if (Files.empty()) {
-            ADD_FAILURE() << "unexpected file dialog: " << request.Filter;
-            return {};
-        }
-        std::string answer = Files.front();
-        Files.pop_front();
-        return answer;
+        return Next(Files, "file dialog " + request.Filter).value_or("");
     }
-
     void ShowWizardForm(WizardForm& form) override {
         form.Form_Activate();
         WizardSteps.emplace_back(form.Caption(), form.WizardText());
-        Log.push_back("wizard: " + form.Caption());
-        if (WizardAnswers.empty()) {
-            ADD_FAILURE() << "unexpected wizard step: " << form.Caption();
-            form.CancelButton_Click();
-            return;
-        }
-        const bool ok = WizardAnswers.front();
-        WizardAnswers.pop_front();
-        if (ok) {
-            form.OKButton_Click();
-        } else {
-            form.CancelButton_Click();
-        }
+        Next(WizardAnswers, "wizard step " + form.Caption()).value_or(false)
+            ? form.OKButton_Click()
+            : form.CancelButton_Click();
     }
-
     void ShowProfileHeader(ProfileHeaderDialog& dialog) override {
         ++HeaderDialogs;
         dialog.Form_Activate();
-        Log.push_back("header");
-        if (HeaderAnswers.empty()) {
-            ADD_FAILURE() << "unexpected header dialog";
-            dialog.QuitButton_Click();
-            return;
-        }
-        const HeaderAnswer answer = HeaderAnswers.front();
-        HeaderAnswers.pop_front();
+        const HeaderAnswer answer =
+            Next(HeaderAnswers, "header dialog").value_or(HeaderAnswer{.Ok = false});
         for (int i = 0; i < 2; ++i) {
             if (answer.TileSetSerial)
                 dialog.AvianText[i] = (*answer.TileSetSerial)[i];
@@ -149,86 +97,51 @@ class ScriptedUi : public UserInterface {
                 dialog.OperatorText_Change(i);
             }
         }
-        if (answer.Ok) {
-            dialog.OKButton_Click();
-        } else {
-            dialog.QuitButton_Click();
-        }
+        answer.Ok ? dialog.OKButton_Click() : dialog.QuitButton_Click();
     }
-
     void ShowSelectGeometry(SelectGeometryDialog& dialog) override {
         ++GeometryDialogs;
         dialog.Form_Activate();
         if (dialog.Closed())
             return;
-        Log.push_back("geometry");
-        if (GeometryAnswers.empty()) {
-            ADD_FAILURE() << "unexpected geometry dialog";
-            dialog.Close();
-            return;
-        }
-        const std::optional<bool> answer = GeometryAnswers.front();
-        GeometryAnswers.pop_front();
-        if (!answer) {
-            dialog.Close();
-            return;
-        }
-        if (*answer) {
-            dialog.Option1_Click();
-        } else {
-            dialog.Option2_Click();
-        }
+        const std::optional<bool> answer =
+            Next(GeometryAnswers, "geometry dialog").value_or(std::nullopt);
+        if (!answer)
+            return dialog.Close();
+        *answer ? dialog.Option1_Click() : dialog.Option2_Click();
         dialog.OKButton_Click();
     }
-
     void ShowTolerances(GetTolerancesDialog& dialog) override {
         dialog.Form_Activate();
-        Log.push_back("tolerances");
-        if (ToleranceAnswers.empty()) {
-            ADD_FAILURE() << "unexpected tolerance dialog";
-            dialog.CancelButton_Click();
-            return;
-        }
-        const auto answer = ToleranceAnswers.front();
-        ToleranceAnswers.pop_front();
-        if (answer)
-            answer(dialog);
+        if (const auto answer = Next(ToleranceAnswers, "tolerance dialog"); answer && *answer)
+            (*answer)(dialog);
         if (!dialog.Closed())
             dialog.CancelButton_Click();
     }
-
-    bool ShowPrintDialog() override {
-        Log.push_back("print dialog");
-        if (PrintAnswers.empty()) {
-            ADD_FAILURE() << "unexpected print dialog";
-            return false;
-        }
-        const bool ok = PrintAnswers.front();
-        PrintAnswers.pop_front();
-        return ok;
-    }
-
-    void PrintDocument(const PageDescription& document) override {
-        Log.push_back("print");
-        Printed.push_back(document);
-    }
-
+    bool ShowPrintDialog() override { return Next(PrintAnswers, "print dialog").value_or(false); }
+    void PrintDocument(const PageDescription& document) override { Printed.push_back(document); }
     void SetStatusText(StatusBarId bar, int panel, const std::string& text) override {
         Status[{bar, panel}] = text;
-        Log.push_back(std::string("status ") +
-                      (bar == StatusBarId::FileStatusBar ? "file." : "instrument.") +
-                      std::to_string(panel) + ": " + text);
     }
-
-    void CommandChanged(const CommandItem& item) override { CommandChanges.push_back(item); }
-
-    GridArea WindowArea() const override { return Area; }
+    void CommandChanged(const CommandItem&) override { ++CommandChanges; }
+    GridArea WindowArea() const override { return GridArea{12000, 9000, 300, 300}; }
     bool InitialiseWindow() override {
         ++WindowInitialisations;
         return PictureLoads;
     }
     void EndProgram() override { Ended = true; }
-    void LetEventsRun() override { ++EventsRun; }
+
+  private:
+    template <typename T>
+    static std::optional<T> Next(std::deque<T>& queue, const std::string& what) {
+        if (queue.empty()) {
+            ADD_FAILURE() << "unexpected " << what;
+            return std::nullopt;
+        }
+        T answer = std::move(queue.front());
+        queue.pop_front();
+        return answer;
+    }
 };
 
 }  // namespace tintara::test
