@@ -135,7 +135,7 @@ inline void ProfileIntoCcf(CommandHarness& h, const DemoFiles& demo,
     h.ui.Files.insert(h.ui.Files.end(),
                       {demo.masterTiles.string(), demo.targetTiles.string(), ccf.string()});
     h.ui.GeometryAnswers.push_back(sci);
-    h.ui.HeaderAnswers.push_back(HeaderAnswer{});
+    h.ui.HeaderAnswers.push_back(true);
     h.commands->MasterInstrumentTileSet_Click();
     h.commands->TargetInstrumentTileSet_Click();
     h.commands->GenerateCCF_Click();

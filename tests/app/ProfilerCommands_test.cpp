@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "app/CommandHarness.h"
+#include "workspace/NumberFormat.h"
 
 namespace tintara {
 namespace {
@@ -15,6 +16,11 @@ using C = CommandId;
 using test::CommandHarness;
 using test::SetOptions;
 using test::WriteSet;
+
+std::string Text(const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
 
 TEST(FormLoad, StartsWithNothingLoadedAndTheStartupMenus) {
     CommandHarness h("startup");
@@ -107,6 +113,202 @@ TEST(SetTolerances, AcceptWritesProfilerIniAndAColourSpaceChangeAsksForAReload) 
     EXPECT_TRUE(h.ui.Messages.empty());
 }
 
+// ---- tile sets ----------------------------------------------------------------------------------
+
+TEST(TileSets, TheMasterLoadsAndACancelledDialogStillMarksItLoadedAndEnablesTheTarget) {
+    CommandHarness h("master-tiles");
+    h.ui.Files = {WriteSet(h.folder, "master.wsv", SetOptions{}).string(), ""};
+    h.commands->Execute(C::MasterInstrumentTileSet);
+    EXPECT_TRUE(h.ui.Messages.empty());
+    EXPECT_EQ(h.ui.FileRequests[0].Filter, "Master Reflectance Save Sets | *.wsv");
+    EXPECT_EQ(h.ui.GeometryDialogs, 0) << "a set of one geometry asks no question";
+    EXPECT_EQ(h.ws.TileCount, 32);
+    EXPECT_TRUE(h.ws.MasterTilesSelected && h.ws.MasterTileSetLoaded && !h.ws.TargetTilesSelected);
+    EXPECT_EQ(h.ws.MasterCompany + "|" + h.ws.MasterSerial + "|" + h.ws.MasterOperator + "|" +
+                  h.ws.MasterTileSetSerial,
+              "Fixture Lab|SN-42|Pat|AV2024");  // tab and carriage return dropped
+    EXPECT_EQ(h.Panel(StatusBarId::FileStatusBar, 1), "Master Tiles file is master.wsv");
+    EXPECT_EQ(h.Panel(StatusBarId::InstrumentBar, 1), "Master : Macbeth Color i7   /   PBII01");
+    EXPECT_EQ(h.commands->CurrentFolder(), h.folder);
+
+    h.commands->Menu().SetEnabled(C::TargetInstrumentTileSet, false);
+    const Matrix before = h.ws.MasterReflectance;
+    h.ws.MasterTileSetLoaded = false;
+    h.ui.Status.clear();
+    h.commands->MasterInstrumentTileSet_Click();  // cancelled
+    EXPECT_TRUE(h.ui.Messages.empty());
+    EXPECT_EQ(h.ws.MasterReflectance, before);
+    EXPECT_TRUE(h.ws.MasterTileSetLoaded && h.Enabled(C::TargetInstrumentTileSet));
+    EXPECT_EQ(h.Panel(StatusBarId::InstrumentBar, 1), "Master : Macbeth Color i7   /   PBII01");
+    EXPECT_EQ(h.Panel(StatusBarId::FileStatusBar, 1), "");  // only the instrument bar is rewritten
+
+    h.ui.Files = {WriteSet(h.folder, "both.wsv", {.status = "PBBI01"}).string()};
+    h.ui.GeometryAnswers = {false};
+    h.commands->MasterInstrumentTileSet_Click();  // a set of both geometries asks which to read
+    EXPECT_EQ(h.ui.GeometryDialogs, 1);
+    EXPECT_FALSE(h.ws.GeometryChoice);
+    EXPECT_EQ(h.ws.MasterStatus, "PBEI01");
+    EXPECT_DOUBLE_EQ(h.ws.MasterReflectance(5, 20), test::SampleCurve(5)[20] * 0.97);  // SCE
+}
+
+TEST(TileSets, TheTargetDrawsTheRawDifferencesAndANewMasterInvalidatesIt) {
+    CommandHarness h("target-tiles");
+    const auto master = WriteSet(h.folder, "master.wsv", SetOptions{});
+    const auto target = WriteSet(h.folder, "target.wsv", {.instrument = 186, .target = true});
+    h.ui.Files = {master.string(), target.string(), master.string()};
+    h.commands->MasterInstrumentTileSet_Click();
+    h.commands->TargetInstrumentTileSet_Click();
+    EXPECT_TRUE(h.ui.Messages.empty());
+    EXPECT_EQ(h.ui.FileRequests[1].Filter, "Target Reflectance Save Sets | *.wsv");
+    EXPECT_TRUE(h.ws.TargetTilesSelected && h.ws.TargetTileSetLoaded);
+    EXPECT_EQ(h.ws.TargetTileSetSerial, "AV2024");
+    EXPECT_EQ(h.Panel(StatusBarId::FileStatusBar, 2), "Target Tiles file is target.wsv");
+    EXPECT_EQ(h.Panel(StatusBarId::InstrumentBar, 2), "Target : X-Rite Ci7800   /   PBII01");
+    const ResultGridModel& grid = h.commands->Grid();  // 35 rows, tile 1 in row 3
+    EXPECT_TRUE(grid.Visible() && h.commands->Menu().Visible(C::DisplayCommand));
+    ASSERT_EQ(grid.Rows(), 35);
+    EXPECT_EQ(grid.TextMatrix(3, 0), "Tile 1");
+    EXPECT_GT(h.ws.RawDE(0, 3), 0.0);
+    EXPECT_EQ(grid.TextMatrix(3, 1), Format(h.ws.RawDE(0, 3), "##0.00"));
+    EXPECT_TRUE(h.Enabled(C::GenerateFunction) && h.Enabled(C::GenerateCCF));
+    h.commands->MasterInstrumentTileSet_Click();
+    EXPECT_FALSE(h.ws.TargetTilesSelected || h.ws.CoefficientsCalculated);
+
+    CommandHarness cancelled("target-cancel");
+    cancelled.ui.Files = {""};
+    cancelled.commands->TargetInstrumentTileSet_Click();
+    EXPECT_TRUE(cancelled.ws.TargetTileSetLoaded && !cancelled.ws.TargetTilesSelected);
+}
+
+// ---- coefficients -------------------------------------------------------------------------------
+
+TEST(Coefficients, ProfilingOpensSaveAndPrintAndTheFilesGoWhereChosen) {
+    for (const bool headerOk : {false, true}) {
+        CommandHarness h("coefficients");
+        const test::DemoFiles demo = test::WriteSmallDemo(h.folder, 5);
+        h.ui.Files = {demo.masterTiles.string(), demo.targetTiles.string()};
+        h.ui.GeometryAnswers = {false};
+        h.ui.HeaderAnswers = {headerOk};
+        h.commands->MasterInstrumentTileSet_Click();
+        h.commands->TargetInstrumentTileSet_Click();
+        EXPECT_FALSE(h.Enabled(C::SaveCoefficients));
+        h.commands->Execute(C::GenerateCCF);  // also when the header dialog is quit
+        EXPECT_TRUE(h.ui.Messages.empty());
+        EXPECT_TRUE(h.ws.CoefficientsCalculated);
+        // SCE chosen: the SCE date is the clock's, the SCI date untouched.
+        EXPECT_EQ(h.ws.SCEProfileDate, h.commands->Clock());
+        EXPECT_FALSE(h.ws.SCIProfileDate.has_value());
+        for (C id :
+             {C::SaveFile, C::SaveCoefficients, C::SaveProCompRep, C::PrintReport, C::ToPrinter})
+            EXPECT_TRUE(h.Enabled(id)) << h.commands->Menu().Item(id).Name;
+        EXPECT_EQ(h.commands->Grid().TextMatrix(3, 6), Format(h.ws.FinalDE(0, 3), "##0.00"));
+        EXPECT_EQ(h.Panel(StatusBarId::InstrumentBar, 1), "Master : X-Rite Ci7800   /   RCEIXX");
+        if (!headerOk)
+            continue;
+
+        const auto status = h.ui.Status;
+        const auto out = h.folder / "profiles" / "pair.ccf";
+        std::filesystem::create_directories(out.parent_path());
+        h.ui.Files = {"", out.string(), "", (h.folder / "Run1.txt").string()};
+        h.commands->SaveCoefficients_Click();  // cancelled
+        EXPECT_FALSE(h.ws.CoefficientsLoaded);
+        EXPECT_EQ(h.ui.Status, status);
+        EXPECT_EQ(h.ui.FileRequests.back().Filter, "Correlation Coefficient File | *.ccf");
+        EXPECT_EQ(h.ui.FileRequests.back().Mode, FileDialogMode::Save);
+        h.commands->SaveCoefficients_Click();
+        EXPECT_TRUE(h.ws.CoefficientsLoaded && std::filesystem::exists(out));
+        EXPECT_EQ(h.ws.CoefficientFile, out.string());
+        int results = 0;  // one result save set per tile, beside the coefficient file
+        for (const auto& entry : std::filesystem::directory_iterator(out.parent_path()))
+            results += entry.path().filename().string().ends_with("Results.wsv");
+        EXPECT_EQ(results, h.ws.TileCount);
+        // The profile component report: nothing on cancel, else where chosen.
+        h.commands->Execute(C::SaveProCompRep);
+        EXPECT_EQ(h.ui.FileRequests.back().Filter, "Profile Report | *.txt");
+        EXPECT_EQ(h.ui.FileRequests.back().FileName, "ProfileReport.txt");
+        EXPECT_FALSE(std::filesystem::exists(h.folder / "Run1.txt"));
+        h.commands->Execute(C::SaveProCompRep);
+        EXPECT_TRUE(Text(h.folder / "Run1.txt").starts_with("Master Instrument: X-Rite Ci7800"));
+        EXPECT_TRUE(h.ui.Messages.empty());
+    }
+}
+
+TEST(Coefficients, ChoosingTheFileDoesNotReadIt) {
+    CommandHarness h("open-ccf");
+    const auto file = h.folder / "sub" / "pair.ccf";  // need not exist: it is read when applied
+    h.ui.Files = {"", file.string()};
+    h.commands->CorrelationFileMenu_Click();
+    EXPECT_FALSE(h.ws.CoefficientsLoaded);
+    EXPECT_TRUE(h.commands->CurrentFolder().empty());
+    h.commands->CorrelationFileMenu_Click();
+    EXPECT_TRUE(h.ws.CoefficientsLoaded && h.ui.Messages.empty());
+    EXPECT_EQ(h.ws.CoefficientFile, file.string());
+    EXPECT_EQ(h.Panel(StatusBarId::FileStatusBar, 3), "Coefficients File is pair.ccf");
+    EXPECT_EQ(h.commands->CurrentFolder(), file.parent_path());
+    EXPECT_EQ(h.ui.FileRequests[0].Filter, "Instrument Correlation Files | *.ccf");
+}
+
+// ---- fandecks -----------------------------------------------------------------------------------
+
+TEST(Fandecks, TheTargetIsOnlyChosenTheMasterIsReadAndTheyCompare) {
+    CommandHarness h("fandecks");
+    const test::DemoFiles demo = test::WriteSmallDemo(h.folder, 20);
+    const auto ccf = h.folder / "sci.ccf";
+    test::ProfileIntoCcf(h, demo, ccf, true);
+    const auto notASaveSet = h.folder / "not-a-save-set.wsv";
+    std::ofstream(notASaveSet) << "anything";
+    h.ui.Files = {notASaveSet.string(), demo.masterFandeck.string(), demo.targetFandeck.string(),
+                  ccf.string()};
+    h.commands->Execute(C::TargetInstrumentSaveSet);
+    EXPECT_TRUE(h.ui.Messages.empty());
+    EXPECT_EQ(h.ui.FileRequests.back().Filter, "Target Fandeck File | *.wsv");
+    EXPECT_TRUE(h.ws.TargetSaveSetLoaded && h.Enabled(C::CorrelatedTargetInstrumentSaveSet));
+    EXPECT_EQ(h.ws.TargetFandeckReflectance.Records(), 0u);
+    EXPECT_EQ(h.Panel(StatusBarId::FileStatusBar, 2), "Target SaveSet is not-a-save-set.wsv");
+    h.commands->MasterInstrumentSaveSet_Click();
+    EXPECT_TRUE(h.ui.Messages.empty());
+    EXPECT_EQ(h.ws.MasterFandeckReflectance.Records(), 20u);
+    EXPECT_EQ(h.Panel(StatusBarId::FileStatusBar, 1), "Master SaveSet is master-fandeck.wsv");
+    EXPECT_EQ(h.Panel(StatusBarId::InstrumentBar, 1), "Master : X-Rite Ci7800   /   RCBIXX");
+
+    h.commands->TargetInstrumentSaveSet_Click();
+    h.commands->CorrelationFileMenu_Click();
+    ASSERT_TRUE(h.commands->Menu().Available(C::GenerateCSS));
+    h.commands->Execute(C::GenerateCSS);
+    // The file has no SCE block: the SCE curves are copied and the user is told.
+    ASSERT_EQ(h.ui.MessageTitles(), std::vector<std::string>{"WARNING"});
+    EXPECT_NE(h.ui.Messages[0].Text.find("SCE"), std::string::npos);
+    EXPECT_TRUE(h.ws.PerformanceDataReady && h.ws.CorrelatedFandeckReady);
+    const ResultGridModel& grid = h.commands->Grid();
+    EXPECT_EQ(std::pair(grid.Rows(), grid.Cols()), std::pair(23, 9));
+    EXPECT_EQ(grid.TextMatrix(22, 0), "Average");
+    // Corrected SCI differences (columns 5..8) are smaller than the raw ones (1..4).
+    EXPECT_LT(Val(grid.TextMatrix(22, 8)), Val(grid.TextMatrix(22, 4)));
+    EXPECT_TRUE(h.Enabled(C::SaveCorrelatedFandeck));
+}
+
+TEST(Fandecks, ACancelledCorrelatedSaveStillWritesToTheFileChosenBefore) {
+    CommandHarness h("save-correlated");
+    const test::DemoFiles demo = test::WriteSmallDemo(h.folder, 10);
+    const auto ccf = h.folder / "sci.ccf", out = h.folder / "correlated.wsv";
+    test::ProfileIntoCcf(h, demo, ccf, true);
+    h.ui.Files = {demo.targetFandeck.string(), ccf.string(), out.string(), ""};
+    h.commands->TargetInstrumentSaveSet_Click();
+    h.commands->CorrelationFileMenu_Click();
+    h.commands->GenerateConvData_Click();
+    EXPECT_FALSE(h.commands->ConversionFailed());
+    EXPECT_EQ(h.ui.MessageTitles(), std::vector<std::string>{"WARNING"});  // no SCE block
+    h.ui.Messages.clear();
+    h.commands->Execute(C::SaveCorrelatedFandeck);
+    EXPECT_EQ(h.ui.FileRequests.back().Filter, "Correlated Fandeck File | *.wsv");
+    EXPECT_EQ(LoadSaveSet(out).Records.size(), 10u);
+    std::filesystem::remove(out);
+    h.ws.CorrelatedSaveSetLoaded = false;
+    h.commands->SaveCorrelatedFandeck_Click();  // cancelled
+    EXPECT_TRUE(h.ui.Messages.empty());
+    EXPECT_FALSE(h.ws.CorrelatedSaveSetLoaded);
+    EXPECT_TRUE(std::filesystem::exists(out));
+}
 // ---- every refusal of the file, coefficient and fandeck commands --------------------------------
 
 // The demo pair with a 12-sample fandeck and its SCI coefficient file, made once.
@@ -119,11 +321,6 @@ const std::pair<test::DemoFiles, std::filesystem::path>& Demo() {
         return std::pair(files, h.folder / "sci.ccf");
     }();
     return demo;
-}
-
-std::string Text(const std::filesystem::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
 // "..." in `pattern` stands for any text.
@@ -278,7 +475,7 @@ TEST(Refusals, EveryRefusalShowsItsTitleAndTextAndChangesNothingElse) {
         std::istringstream names(row.files);
         for (std::string name; std::getline(names, name, '|');)
             h.ui.Files.push_back(File(h, name));
-        h.ui.HeaderAnswers = {test::HeaderAnswer{}};
+        h.ui.HeaderAnswers = {true};
         for (C id : row.before)
             h.commands->Execute(id);
         h.ui.Messages.clear();

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <deque>
 #include <functional>
 #include <map>
@@ -18,20 +17,14 @@
 
 namespace tintara::test {
 
-// What the user does in the profile header dialog: optional new texts per column, then OK or Quit.
-struct HeaderAnswer {
-    bool Ok = true;
-    std::optional<std::array<std::string, 2>> TileSetSerial{}, Serial{}, Operator{};
-};
-
 // Queued answers are consumed in order; a dialog that finds its queue empty fails the test (so a
 // script that does not expect a dialog notices it) and is cancelled. Message boxes answer OK.
 class ScriptedUi : public UserInterface {
   public:
     // ---- scripted answers ----
-    std::deque<std::string> Files;   // full paths; "" cancels the dialog
-    std::deque<bool> WizardAnswers;  // true = OK, false = Cancel
-    std::deque<HeaderAnswer> HeaderAnswers;
+    std::deque<std::string> Files;                    // full paths; "" cancels the dialog
+    std::deque<bool> WizardAnswers;                   // true = OK, false = Cancel
+    std::deque<bool> HeaderAnswers;                   // true = OK, false = Quit
     std::deque<std::optional<bool>> GeometryAnswers;  // true SCI, false SCE, nullopt close box
     std::deque<bool> PrintAnswers;                    // true = OK, false = Cancel
     // The tolerance dialog: the user's actions on the opened model (it is then cancelled if open).
@@ -83,21 +76,8 @@ class ScriptedUi : public UserInterface {
     void ShowProfileHeader(ProfileHeaderDialog& dialog) override {
         ++HeaderDialogs;
         dialog.Form_Activate();
-        const HeaderAnswer answer =
-            Next(HeaderAnswers, "header dialog").value_or(HeaderAnswer{.Ok = false});
-        for (int i = 0; i < 2; ++i) {
-            if (answer.TileSetSerial)
-                dialog.AvianText[i] = (*answer.TileSetSerial)[i];
-            if (answer.Serial) {
-                dialog.SerialText[i] = (*answer.Serial)[i];
-                dialog.SerialText_Change(i);
-            }
-            if (answer.Operator) {
-                dialog.OperatorText[i] = (*answer.Operator)[i];
-                dialog.OperatorText_Change(i);
-            }
-        }
-        answer.Ok ? dialog.OKButton_Click() : dialog.QuitButton_Click();
+        Next(HeaderAnswers, "header dialog").value_or(false) ? dialog.OKButton_Click()
+                                                             : dialog.QuitButton_Click();
     }
     void ShowSelectGeometry(SelectGeometryDialog& dialog) override {
         ++GeometryDialogs;

@@ -40,7 +40,7 @@ TEST(ProfileWizard, RunsToTheEndOrStopsWhereCancelled) {
             h.ui.GeometryAnswers.push_back(true);
         if (last > 3) {
             h.ui.Files.push_back(demo.targetTiles.string());
-            h.ui.HeaderAnswers.push_back(test::HeaderAnswer{});
+            h.ui.HeaderAnswers.push_back(true);
         }
         if (last > 5)
             h.ui.Files.push_back(ccf.string());
