@@ -31,8 +31,10 @@ TEST(PageRenderer, CertificateIsANonBlankLetterPageWithWatermarkAndReadableText)
     ws.MasterStatus = ws.TargetStatus = "LAIIUX";
     for (int i = 0; i < 32; ++i) {
         ws.TileNames[i] = "Tile " + std::to_string(i + 1);
-        for (int k = 0; k < 4; ++k)
-            ws.FinalDE(i, k) = 0.2 * (ws.RawDE(i, k) = (k == 3 ? 1.0 : -0.5) + 0.05 * i);
+        for (int k = 0; k < 4; ++k) {
+            ws.RawDE(i, k) = (k == 3 ? 1.0 : -0.5) + 0.05 * i;
+            ws.FinalDE(i, k) = 0.2 * ws.RawDE(i, k);
+        }
     }
     PrintCertificate certificate(ws);
     certificate.ProgramDirectory = test::DataPath("report");
