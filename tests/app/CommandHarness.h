@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -63,52 +62,35 @@ struct CommandHarness {
 
 // ---- hand-made save sets ------------------------------------------------------------------------
 
-// A smooth reflectance curve (percent) for sample k, every sample differing in lightness and hue;
-// tile 0 is the lightest and tile 1 the darkest, as the reference-tile table expects. A Target
-// reads it with a photometric offset and gain and a mild nonlinearity; SCE reads 3 % lower.
-inline Curve SampleCurve(int k, bool target = false) {
-    Curve curve{};
-    const double level = k == 0 ? 86.0 : k == 1 ? 2.0 : 8.0 + 2.2 * k;
-    for (int p = 0; p < kPointCount; ++p) {
-        const double nm = 360.0 + 10.0 * p;
-        const double bump =
-            0.25 * level * std::exp(-std::pow((nm - 400.0 - 11.0 * (k % 31)) / 60.0, 2.0));
-        const double x = std::min(98.0, level * (0.85 + 0.15 * (nm - 360.0) / 390.0) + bump);
-        curve[p] = target ? 0.4 + 1.015 * x - 0.0002 * x * x : x;
-    }
-    return curve;
-}
-
 struct SetOptions {
-    int records = 32;
+    int records = 32;               // at most 32
     std::string status = "PBII01";  // 3rd character geometry, 4th UV
     int16_t instrument = 177;       // Macbeth Color i7
-    bool target = false;            // readings through the Target's response
-    std::string company = "Fixture Lab";
-    std::string namePrefix = "Tile ";
+    bool target = false;            // the demo Target's readings, else the demo Master's
 };
 
-// Two geometries per record; tile-set serial "AV\t2024\r" (with control characters), instrument
-// serial "SN-42", operator "Pat".
+// The demo tile set (both geometries, SCI at angle position 0) under other headers: company
+// "Fixture Lab", tile-set serial "AV\t2024\r" (with control characters), serial "SN-42",
+// operator "Pat".
+inline const DemoSaveSets& DemoSets() {
+    static const DemoSaveSets demo = MakeDemoData(DemoParameters{.FandeckSamples = 1});
+    return demo;
+}
 inline std::filesystem::path WriteSet(const std::filesystem::path& folder, const std::string& name,
                                       const SetOptions& options) {
-    SaveSetData data;
-    data.NumAngles = 2;
-    data.Company = options.company;
+    SaveSetData data = options.target ? DemoSets().TargetTiles : DemoSets().MasterTiles;
+    data.Records.resize(options.records);
+    data.Company = "Fixture Lab";
     data.Status = options.status;
     data.Instrument = options.instrument;
     for (int k = 0; k < options.records; ++k) {
-        SaveSetRecord record;
-        record.Name = options.namePrefix + std::to_string(k + 1);
+        SaveSetRecord& record = data.Records[k];
+        record.Name = "Tile " + std::to_string(k + 1);
         record.Name2 = "AV\t2024\r";
         record.System = "SN-42";
         record.Notes = "Pat";
         record.Status = options.status;
         record.Instrument = options.instrument;
-        record.Curves[0] = SampleCurve(k, options.target);
-        for (int p = 0; p < kPointCount; ++p)
-            record.Curves[1][p] = record.Curves[0][p] * 0.97;
-        data.Records.push_back(record);
     }
     StoreSaveSet(data, folder / name);
     return folder / name;

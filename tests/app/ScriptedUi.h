@@ -22,11 +22,11 @@ namespace tintara::test {
 class ScriptedUi : public UserInterface {
   public:
     // ---- scripted answers ----
-    std::deque<std::string> Files;                    // full paths; "" cancels the dialog
-    std::deque<bool> WizardAnswers;                   // true = OK, false = Cancel
-    std::deque<bool> HeaderAnswers;                   // true = OK, false = Quit
-    std::deque<std::optional<bool>> GeometryAnswers;  // true SCI, false SCE, nullopt close box
-    std::deque<bool> PrintAnswers;                    // true = OK, false = Cancel
+    std::deque<std::string> Files;     // full paths; "" cancels the dialog
+    std::deque<bool> WizardAnswers;    // true = OK, false = Cancel
+    std::deque<bool> HeaderAnswers;    // true = OK, false = Quit
+    std::deque<bool> GeometryAnswers;  // true SCI, false SCE (then OK)
+    std::deque<bool> PrintAnswers;     // true = OK, false = Cancel
     // The tolerance dialog: the user's actions on the opened model (it is then cancelled if open).
     std::deque<std::function<void(GetTolerancesDialog&)>> ToleranceAnswers;
     bool PictureLoads = true;
@@ -40,12 +40,6 @@ class ScriptedUi : public UserInterface {
     int HeaderDialogs = 0, GeometryDialogs = 0, CommandChanges = 0, WindowInitialisations = 0;
     bool Ended = false;
 
-    std::vector<std::string> MessageTitles() const {
-        std::vector<std::string> titles;
-        for (const auto& m : Messages)
-            titles.push_back(m.Title);
-        return titles;
-    }
     std::vector<std::string> WizardTitles() const {
         std::vector<std::string> titles;
         for (const auto& w : WizardSteps)
@@ -84,11 +78,8 @@ class ScriptedUi : public UserInterface {
         dialog.Form_Activate();
         if (dialog.Closed())
             return;
-        const std::optional<bool> answer =
-            Next(GeometryAnswers, "geometry dialog").value_or(std::nullopt);
-        if (!answer)
-            return dialog.Close();
-        *answer ? dialog.Option1_Click() : dialog.Option2_Click();
+        Next(GeometryAnswers, "geometry dialog").value_or(true) ? dialog.Option1_Click()
+                                                                : dialog.Option2_Click();
         dialog.OKButton_Click();
     }
     void ShowTolerances(GetTolerancesDialog& dialog) override {
