@@ -29,12 +29,12 @@ TEST(FormLoad, StartsWithNothingLoadedAndTheStartupMenus) {
                  h.ws.TargetSaveSetLoaded || h.ws.CorrelatedSaveSetLoaded ||
                  h.ws.CoefficientsLoaded || h.ws.CoefficientsCalculated || h.ws.ConversionDone);
     EXPECT_TRUE(h.ws.UseCentroid);
-    for (C id :
-         {C::MasterInstrumentTileSet, C::MasterInstrumentSaveSet, C::TargetInstrumentSaveSet})
-        EXPECT_TRUE(h.Enabled(id)) << h.commands->Menu().Item(id).Name;
-    for (C id : {C::TargetInstrumentTileSet, C::CorrelatedTargetInstrumentSaveSet, C::SaveFile,
+    std::string enabled;
+    for (C id : {C::MasterInstrumentTileSet, C::MasterInstrumentSaveSet, C::TargetInstrumentSaveSet,
+                 C::TargetInstrumentTileSet, C::CorrelatedTargetInstrumentSaveSet, C::SaveFile,
                  C::PrintReport, C::GenerateFunction})
-        EXPECT_FALSE(h.Enabled(id)) << h.commands->Menu().Item(id).Name;
+        enabled += h.Enabled(id) ? "1" : "0";
+    EXPECT_EQ(enabled, "11100000");
     for (C button : {C::RawDataCommand, C::DisplayCommand, C::CorrectedDataCommand})
         EXPECT_FALSE(h.commands->Menu().Visible(button));
     EXPECT_FALSE(h.commands->Grid().Visible());
@@ -100,15 +100,10 @@ TEST(SetTolerances, AcceptWritesProfilerIniAndAColourSpaceChangeAsksForAReload) 
               "Color Space has changed: SaveSet Data must be reloaded using the new Color Space");
     EXPECT_EQ(ReadTolerances(h.folder / "Profiler.ini").Settings, (ToleranceSettings{1.0, 0.5, 2}));
 
-    // Out-of-range settings open at the ends of the bars; cancel stores nothing.
-    h.ws.SingleSampleTolerance = 0.01;  // maps to 101, one past the bar's end
-    h.ui.ToleranceAnswers.push_back([](GetTolerancesDialog& dialog) {
-        EXPECT_EQ(dialog.ScrollPosition[0], 100);
-        dialog.VScroll1_Change(0, 1);
-    });
+    h.ui.ToleranceAnswers.push_back(nullptr);  // closed with Cancel: nothing stored
+    h.ws.SingleSampleTolerance = 0.3;
     h.commands->SetTolerances_Click();
     EXPECT_EQ(ReadTolerances(h.folder / "Profiler.ini").Settings.SingleSampleTolerance, 1.0);
-    EXPECT_EQ(h.ws.SingleSampleTolerance, 0.01);
 }
 
 // ---- tile sets ----------------------------------------------------------------------------------
@@ -179,29 +174,28 @@ TEST(TileSets, TheTargetDrawsTheRawDifferencesAndANewMasterInvalidatesIt) {
     EXPECT_TRUE(cancelled.ws.TargetTileSetLoaded && !cancelled.ws.TargetTilesSelected);
 }
 
-// ---- coefficients -------------------------------------------------------------------------------
+// ---- the menu road: profile, save, report, compare, save the corrected fandeck ------------------
 
-TEST(Coefficients, AQuitHeaderDialogStillProfilesAndTheFilesGoWhereChosen) {
-    CommandHarness h("coefficients");
-    const test::DemoFiles demo = test::WriteSmallDemo(h.folder, 5);
-    const auto out = h.folder / "profiles" / "pair.ccf", report = h.folder / "Run1.txt";
-    std::filesystem::create_directories(out.parent_path());
+TEST(MenuRoad, EachCommandsFilesGoWhereChosenAndCancelsChangeNothingButTheCorrelatedSave) {
+    CommandHarness h("menu-road");
+    const test::DemoFiles demo = test::WriteSmallDemo(h.folder, 20);
+    const auto ccf = h.folder / "profiles" / "pair.ccf", report = h.folder / "Run1.txt",
+               out = h.folder / "correlated.wsv";
+    std::filesystem::create_directories(ccf.parent_path());
     h.ui.Files = {demo.masterTiles.string(),
                   demo.targetTiles.string(),
                   "",
-                  out.string(),
+                  ccf.string(),
                   "",
                   report.string()};
-    h.ui.GeometryAnswers = {false};
-    h.ui.HeaderAnswers = {false};
+    h.ui.GeometryAnswers = {true};
+    h.ui.HeaderAnswers = {false};  // quitting the header dialog still profiles
     h.commands->MasterInstrumentTileSet_Click();
     h.commands->TargetInstrumentTileSet_Click();
     h.commands->Execute(C::GenerateCCF);
-    EXPECT_TRUE(h.ui.Messages.empty());
     EXPECT_TRUE(h.ws.CoefficientsCalculated && h.Enabled(C::SaveCoefficients) &&
                 h.Enabled(C::ToPrinter));
-    EXPECT_TRUE(h.ws.SCEProfileDate == h.commands->Clock() && !h.ws.SCIProfileDate);  // SCE chosen
-    EXPECT_EQ(h.Panel(StatusBarId::InstrumentBar, 1), "Master : X-Rite Ci7800   /   RCEIXX");
+    EXPECT_TRUE(h.ws.SCIProfileDate == h.commands->Clock() && !h.ws.SCEProfileDate);
 
     const auto status = h.ui.Status;
     h.commands->SaveCoefficients_Click();  // cancelled
@@ -210,52 +204,31 @@ TEST(Coefficients, AQuitHeaderDialogStillProfilesAndTheFilesGoWhereChosen) {
     EXPECT_EQ(h.ui.FileRequests.back().Filter, "Correlation Coefficient File | *.ccf");
     EXPECT_EQ(h.ui.FileRequests.back().Mode, FileDialogMode::Save);
     h.commands->SaveCoefficients_Click();
-    EXPECT_TRUE(h.ws.CoefficientsLoaded && std::filesystem::exists(out));
-    EXPECT_EQ(h.ws.CoefficientFile, out.string());
+    EXPECT_TRUE(h.ws.CoefficientsLoaded && std::filesystem::exists(ccf));
+    EXPECT_EQ(h.ws.CoefficientFile, ccf.string());
     int results = 0;  // one result save set per tile, beside the coefficient file
-    for (const auto& entry : std::filesystem::directory_iterator(out.parent_path()))
+    for (const auto& entry : std::filesystem::directory_iterator(ccf.parent_path()))
         results += entry.path().filename().string().ends_with("Results.wsv");
     EXPECT_EQ(results, h.ws.TileCount);
-    // The profile component report: nothing on cancel, else where chosen.
-    h.commands->Execute(C::SaveProCompRep);
+    h.commands->Execute(C::SaveProCompRep);  // cancelled
     EXPECT_EQ(h.ui.FileRequests.back().Filter, "Profile Report | *.txt");
     EXPECT_EQ(h.ui.FileRequests.back().FileName, "ProfileReport.txt");
     EXPECT_FALSE(std::filesystem::exists(report));
     h.commands->Execute(C::SaveProCompRep);
     EXPECT_TRUE(Text(report).starts_with("Master Instrument: X-Rite Ci7800"));
     EXPECT_TRUE(h.ui.Messages.empty());
-}
 
-TEST(Coefficients, ChoosingTheFileDoesNotReadIt) {
-    CommandHarness h("open-ccf");
-    const auto file = h.folder / "sub" / "pair.ccf";  // need not exist: it is read when applied
-    h.ui.Files = {"", file.string()};
-    h.commands->CorrelationFileMenu_Click();
-    EXPECT_FALSE(h.ws.CoefficientsLoaded);
-    EXPECT_TRUE(h.commands->CurrentFolder().empty());
-    h.commands->CorrelationFileMenu_Click();
-    EXPECT_TRUE(h.ws.CoefficientsLoaded && h.ui.Messages.empty());
-    EXPECT_EQ(h.ws.CoefficientFile, file.string());
-    EXPECT_EQ(h.Panel(StatusBarId::FileStatusBar, 3), "Coefficients File is pair.ccf");
-    EXPECT_EQ(h.commands->CurrentFolder(), file.parent_path());
-    EXPECT_EQ(h.ui.FileRequests[0].Filter, "Instrument Correlation Files | *.ccf");
-}
-
-// ---- fandecks -----------------------------------------------------------------------------------
-
-TEST(Fandecks, TheCorrectedFandeckIsComparedAndACancelledSaveStillWritesToTheFileChosenBefore) {
-    CommandHarness h("fandecks");
-    const test::DemoFiles demo = test::WriteSmallDemo(h.folder, 20);
-    const auto ccf = h.folder / "sci.ccf", out = h.folder / "correlated.wsv";
-    test::ProfileIntoCcf(h, demo, ccf, true);
     h.ui.Files = {demo.masterFandeck.string(), demo.targetFandeck.string(), ccf.string(),
                   out.string(), ""};
     h.commands->MasterInstrumentSaveSet_Click();
     EXPECT_EQ(h.ws.MasterFandeckReflectance.Records(), 20u);
-    EXPECT_EQ(h.Panel(StatusBarId::FileStatusBar, 1), "Master SaveSet is master-fandeck.wsv");
     h.commands->TargetInstrumentSaveSet_Click();
-    EXPECT_EQ(h.Panel(StatusBarId::FileStatusBar, 2), "Target SaveSet is target-fandeck.wsv");
     h.commands->CorrelationFileMenu_Click();
+    EXPECT_EQ(h.Panel(StatusBarId::FileStatusBar, 1) + "|" +
+                  h.Panel(StatusBarId::FileStatusBar, 2) + "|" +
+                  h.Panel(StatusBarId::FileStatusBar, 3),
+              "Master SaveSet is master-fandeck.wsv|Target SaveSet is target-fandeck.wsv|"
+              "Coefficients File is pair.ccf");
     ASSERT_TRUE(h.commands->Menu().Available(C::GenerateCSS));
     h.commands->Execute(C::GenerateCSS);
     // The file has no SCE block: the SCE curves are copied and the user is told.
@@ -274,7 +247,7 @@ TEST(Fandecks, TheCorrectedFandeckIsComparedAndACancelledSaveStillWritesToTheFil
     EXPECT_EQ(LoadSaveSet(out).Records.size(), 20u);
     std::filesystem::remove(out);
     h.ws.CorrelatedSaveSetLoaded = false;
-    h.commands->SaveCorrelatedFandeck_Click();  // cancelled
+    h.commands->SaveCorrelatedFandeck_Click();  // cancelled, and still written
     EXPECT_TRUE(h.ui.Messages.empty());
     EXPECT_FALSE(h.ws.CorrelatedSaveSetLoaded);
     EXPECT_TRUE(std::filesystem::exists(out));
