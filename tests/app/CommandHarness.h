@@ -104,9 +104,7 @@ struct DemoFiles {
 
 // The demo data with a short fandeck, so that the tests stay quick.
 inline DemoFiles WriteSmallDemo(const std::filesystem::path& dir, int fandeckSamples = 40) {
-    DemoParameters parameters;
-    parameters.FandeckSamples = fandeckSamples;
-    const auto files = WriteDemoData(dir, parameters);
+    const auto files = WriteDemoData(dir, {.FandeckSamples = fandeckSamples});
     return {files.at(0), files.at(1), files.at(2), files.at(3)};
 }
 

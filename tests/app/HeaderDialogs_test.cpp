@@ -49,29 +49,22 @@ TEST(ProfileHeaderDialog, ShowsBothColumnsAndOnlyOkCopiesTheEditsBack) {
     }
 }
 
-TEST(SelectGeometryDialog, OkStoresTheOptionClosingKeepsItAndACancelledWizardStepClosesIt) {
+TEST(SelectGeometryDialog, OpensOnTheChoiceOkStoresTheOptionAndClosingKeepsIt) {
     GlobalVariables ws;
     ScriptedUi ui;
-    for (const bool sci : {false, true}) {
+    for (const bool ok : {true, false}) {
         SelectGeometryDialog dialog(ws, ui);
-        ws.GeometryChoice = !sci;
         dialog.Form_Activate();
-        EXPECT_EQ(dialog.Option1, !sci);  // opens on the current choice
-        sci ? dialog.Option1_Click() : dialog.Option2_Click();
-        dialog.OKButton_Click();
-        EXPECT_EQ(ws.GeometryChoice, sci);
+        EXPECT_EQ(dialog.Option1, ws.GeometryChoice);
+        ws.GeometryChoice ? dialog.Option2_Click() : dialog.Option1_Click();
+        ok ? dialog.OKButton_Click() : dialog.Close();
+        EXPECT_FALSE(ws.GeometryChoice) << ok;  // SCI at first: SCE after OK, kept on close
     }
-    SelectGeometryDialog closed(ws, ui);
-    closed.Form_Activate();
-    closed.Option2_Click();
-    closed.Close();
-    EXPECT_TRUE(closed.Closed() && ws.GeometryChoice);
-
     ws.WizardRunning = true;  // a cancelled wizard step closes it at once
     ui.WizardAnswers = {false};
     SelectGeometryDialog inWizard(ws, ui);
     inWizard.Form_Activate();
-    EXPECT_TRUE(inWizard.Closed() && ws.GeometryChoice);
+    EXPECT_TRUE(inWizard.Closed() && !ws.GeometryChoice);
 }
 
 TEST(WizardForm, OnlyOkProceedsAndTheTextStartsOnTheSecondLine) {

@@ -341,7 +341,6 @@ const std::string kStatusMismatch = "Data Error: The Master and Target status do
 
 TEST(Refusals, EveryRefusalShowsItsTitleAndTextAndChangesNothingElse) {
     struct Row {
-        const char* what;
         const char* files;  // the file dialogs' answers by File's names, "|" between them
         const std::vector<C>& before;  // commands run first
         C command;
@@ -356,62 +355,47 @@ TEST(Refusals, EveryRefusalShowsItsTitleAndTextAndChangesNothingElse) {
         conversion = {C::TargetInstrumentSaveSet, C::CorrelationFileMenu};
     const Row rows[] = {
         // File > Open > Tile Set
-        {"Master tile set out of reach", "missing", none, C::MasterInstrumentTileSet,
-         kNotAccessible},
-        {"Master tile set of 30 tiles", "master of 30", none, C::MasterInstrumentTileSet,
-         kReadProblem},
-        {"Master tile set that is no save set", "no save set", none, C::MasterInstrumentTileSet,
-         kReadProblem},
-        {"Master without UV", "master without UV", none, C::MasterInstrumentTileSet, kUvNeeded,
-         true},
-        {"Master status too short to say", "master, status PBI", none, C::MasterInstrumentTileSet,
-         kUvNeeded, true},
-        {"Master without UV, but a Minolta CM-700", "CM-700 without UV", none,
-         C::MasterInstrumentTileSet, "", true},
-        {"Target without UV", "master|target without UV", master, C::TargetInstrumentTileSet,
-         kUvNeeded},
-        {"Target tile set of another size", "master|target of 16", master,
-         C::TargetInstrumentTileSet, "File Read Error: There is a problem with the Save_Set File "},
+        {"missing", none, C::MasterInstrumentTileSet, kNotAccessible},
+        {"master of 30", none, C::MasterInstrumentTileSet, kReadProblem},
+        {"no save set", none, C::MasterInstrumentTileSet, kReadProblem},
+        {"master without UV", none, C::MasterInstrumentTileSet, kUvNeeded, true},  // a warning
+        {"master, status PBI", none, C::MasterInstrumentTileSet, kUvNeeded, true},
+        {"CM-700 without UV", none, C::MasterInstrumentTileSet, "", true},  // a Minolta: exempt
+        {"master|target without UV", master, C::TargetInstrumentTileSet, kUvNeeded},
+        {"master|target of 16", master, C::TargetInstrumentTileSet,
+         "File Read Error: There is a problem with the Save_Set File "},
         // Generate > Correlation Coefficients, File > Save > Correlated Coefficient File
-        {"profiling without both tile sets", "master", master, C::GenerateCCF,
+        {"master", master, C::GenerateCCF,
          "Data Error: Master and Target Instrument data has NOT been selected"},
-        {"profiling a Master without UV", "master without UV|target", both, C::GenerateCCF,
+        {"master without UV|target", both, C::GenerateCCF,
          "Status Error: The Master and Target instruments must be set to UV Component Included"},
-        {"profiling across geometries, a CM-2002 Master passing the UV check",
-         "CM-2002 without UV|target in SCE", both, C::GenerateCCF, kStatusMismatch},
-        {"profiling across geometries, a UV letter neither I nor E passing",
-         "master, UV letter X|target in SCE", both, C::GenerateCCF, kStatusMismatch},
-        {"saving coefficients never calculated", "", none, C::SaveCoefficients,
-         "Warning: Coefficients have not been calculated"},
-        {"saving coefficients into another pair's file", "master|target|demo coefficients copy",
-         profiled, C::SaveCoefficients, "ERROR: Incorrect Instruments from file"},
+        // Past the UV check (a Minolta CM-2002 is exempt, only "E" is refused): the geometries.
+        {"CM-2002 without UV|target in SCE", both, C::GenerateCCF, kStatusMismatch},
+        {"master, UV letter X|target in SCE", both, C::GenerateCCF, kStatusMismatch},
+        {"", none, C::SaveCoefficients, "Warning: Coefficients have not been calculated"},
+        {"master|target|demo coefficients copy", profiled, C::SaveCoefficients,
+         "ERROR: Incorrect Instruments from file"},
         // fandecks
-        {"Master fandeck that is no save set", "no save set", none, C::MasterInstrumentSaveSet,
-         kNotAccessible},
-        {"Master fandeck out of reach", "missing", none, C::MasterInstrumentSaveSet,
-         kNotAccessible},
-        {"comparing fandecks of different length",
-         "demo Master fandeck|8 of the demo Target|demo coefficients", fandecks, C::GenerateCSS,
+        {"no save set", none, C::MasterInstrumentSaveSet, kNotAccessible},
+        {"missing", none, C::MasterInstrumentSaveSet, kNotAccessible},
+        {"demo Master fandeck|8 of the demo Target|demo coefficients", fandecks, C::GenerateCSS,
          "Save Set Mis-Match: Number of records in Files do NOT match - unable to proceed"},
-        {"comparing a fandeck of another instrument",
-         "demo Master fandeck|12 of a Color i7|demo coefficients", fandecks, C::GenerateCSS,
+        {"demo Master fandeck|12 of a Color i7|demo coefficients", fandecks, C::GenerateCSS,
          "Instrument Mis-Match: Instrument types do NOT match - unable to proceed"},
-        {"converting with a damaged coefficient file", "demo Target fandeck|damaged coefficients",
-         conversion, C::GenerateConvData,
+        {"demo Target fandeck|damaged coefficients", conversion, C::GenerateConvData,
          "File Read Error: There is a problem with the Save_Set File \r\n\r\n...bad.ccf"},
-        {"converting a fandeck of another instrument", "12 of a Color i7|demo coefficients",
-         conversion, C::GenerateConvData,
+        {"12 of a Color i7|demo coefficients", conversion, C::GenerateConvData,
          "Instuments do NOT Match: Profile Master - X-Rite Ci7800\r\nProfile Target - X-Rite "
          "Ci64uv\r\nSaveSet Instrument - Macbeth Color i7"},
-        {"saving the correlated fandeck with no file chosen", "cancel", none,
-         C::SaveCorrelatedFandeck,
+        {"cancel", none, C::SaveCorrelatedFandeck,
          "File I/O Error: No file has been chosen for the Correlated Fandeck - nothing was saved"},
-        {"saving the correlated fandeck before a conversion", "new", none, C::SaveCorrelatedFandeck,
+        {"new", none, C::SaveCorrelatedFandeck,
          "Data Error: There is no Correlated Fandeck data to save - convert a fandeck first"},
     };
     for (const Row& row : rows) {
-        SCOPED_TRACE(row.what);
         CommandHarness h("refusal");
+        SCOPED_TRACE(std::string(row.files) + " -> " +
+                     std::string(h.commands->Menu().Item(row.command).Name));
         std::istringstream names(row.files);
         for (std::string name; std::getline(names, name, '|');)
             h.ui.Files.push_back(File(h, name));

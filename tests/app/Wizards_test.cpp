@@ -13,15 +13,13 @@ using C = CommandId;
 using test::CommandHarness;
 using Titles = std::vector<std::string>;
 
-const Titles kProfileSteps = {
-    "Profile Wizard",
-    "Profile Wizard - Enter Master Instrument Data",
-    "Profile Geometry Selector Wizard",
-    "Profile Wizard - Enter Target Instrument Data",
-    "Profile Header Wizard",
-    "Profile Wizard - Save Coefficients",
-    "Profile Wizard - Print Certificate",
-};
+const Titles kProfileSteps = {"Profile Wizard",
+                              "Profile Wizard - Enter Master Instrument Data",
+                              "Profile Geometry Selector Wizard",
+                              "Profile Wizard - Enter Target Instrument Data",
+                              "Profile Header Wizard",
+                              "Profile Wizard - Save Coefficients",
+                              "Profile Wizard - Print Certificate"};
 
 TEST(ProfileWizard, RunsToTheEndOrStopsWhereCancelled) {
     // Cancel at each step in turn, then OK everywhere (cancel == 7). Cancelling the geometry or
