@@ -31,9 +31,9 @@ TEST(ProfileHeaderDialog, ShowsBothColumnsAndOnlyOkCopiesTheEditsBack) {
                       "|" + dialog.DateLabel[0] + "|" + dialog.TypeLabel[1],
                   "Type:  Datacolor 600|Status:  PBII01|Company: Lab North|"
                   "Date:  3/14/2024 9:26:53 AM|Type:  X-Rite Color i7");
-        EXPECT_EQ(dialog.AvianText, (Texts{"AV-100", "AV-200"}));
-        EXPECT_EQ(dialog.SerialText, (Texts{"M-1", "T-2"}));
-        EXPECT_EQ(dialog.OperatorText, (Texts{"Ann", "Bob"}));
+        EXPECT_EQ(
+            (std::array{dialog.AvianText, dialog.SerialText, dialog.OperatorText}),
+            (std::array<Texts, 3>{Texts{"AV-100", "AV-200"}, {"M-1", "T-2"}, {"Ann", "Bob"}}));
         EXPECT_TRUE(ui.WizardSteps.empty());  // no wizard running: no wizard step
 
         dialog.AvianText = {"AV-101", ""};
@@ -65,19 +65,6 @@ TEST(SelectGeometryDialog, OpensOnTheChoiceOkStoresTheOptionAndClosingKeepsIt) {
     SelectGeometryDialog inWizard(ws, ui);
     inWizard.Form_Activate();
     EXPECT_TRUE(inWizard.Closed() && !ws.GeometryChoice);
-}
-
-TEST(WizardForm, OnlyOkProceedsAndTheTextStartsOnTheSecondLine) {
-    GlobalVariables ws;
-    ScriptedUi ui;
-    ui.WizardAnswers = {true, false};
-    EXPECT_TRUE(RunWizardStep(ws, ui, "First", "Step text."));
-    EXPECT_EQ(ws.WizardTitle, "First");
-    EXPECT_FALSE(RunWizardStep(ws, ui, "Second", "two"));
-    EXPECT_FALSE(ws.WizardProceed);
-    // A line break, the step's text and a few blanks.
-    EXPECT_TRUE(ui.WizardSteps[0].second.starts_with("\r\nStep text. "))
-        << ui.WizardSteps[0].second;
 }
 
 }  // namespace
