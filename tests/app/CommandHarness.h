@@ -41,8 +41,7 @@ struct CommandHarness {
     }
 
     std::string Panel(StatusBarId bar, int panel) const {
-        const auto it = ui.Status.find({bar, panel});
-        return it == ui.Status.end() ? std::string() : it->second;
+        return ui.Status.contains({bar, panel}) ? ui.Status.at({bar, panel}) : "";
     }
     bool Enabled(CommandId id) const { return commands->Menu().Enabled(id); }
     // Every message shown since the last call, as "Title: Text" lines.

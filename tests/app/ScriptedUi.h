@@ -8,7 +8,6 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "app/HeaderDialogs.h"
@@ -34,18 +33,12 @@ class ScriptedUi : public UserInterface {
     // ---- what was shown ----
     std::vector<MessageBoxRequest> Messages;
     std::vector<FileDialogRequest> FileRequests;
-    std::vector<std::pair<std::string, std::string>> WizardSteps;  // caption, text
+    std::vector<std::string> WizardTitles, WizardTexts;  // of each wizard step shown
     std::map<std::pair<StatusBarId, int>, std::string> Status;
     std::vector<PageDescription> Printed;
     int HeaderDialogs = 0, GeometryDialogs = 0, CommandChanges = 0, WindowInitialisations = 0;
     bool Ended = false;
 
-    std::vector<std::string> WizardTitles() const {
-        std::vector<std::string> titles;
-        for (const auto& w : WizardSteps)
-            titles.push_back(w.first);
-        return titles;
-    }
     bool AllAnswersUsed() const {
         return Files.empty() && WizardAnswers.empty() && HeaderAnswers.empty() &&
                GeometryAnswers.empty() && PrintAnswers.empty() && ToleranceAnswers.empty();
@@ -62,7 +55,8 @@ class ScriptedUi : public UserInterface {
     }
     void ShowWizardForm(WizardForm& form) override {
         form.Form_Activate();
-        WizardSteps.emplace_back(form.Caption(), form.WizardText());
+        WizardTitles.push_back(form.Caption());
+        WizardTexts.push_back(form.WizardText());
         Next(WizardAnswers, "wizard step " + form.Caption()).value_or(false)
             ? form.OKButton_Click()
             : form.CancelButton_Click();

@@ -49,7 +49,7 @@ TEST(ProfileWizard, RunsToTheEndOrStopsWhereCancelled) {
         h.commands->Execute(C::WizardProfile);
 
         EXPECT_TRUE(h.ui.AllAnswersUsed());
-        EXPECT_EQ(h.ui.WizardTitles(),
+        EXPECT_EQ(h.ui.WizardTitles,
                   Titles(kProfileSteps.begin(), kProfileSteps.begin() + std::min(last, 6) + 1));
         EXPECT_FALSE(h.ws.WizardRunning);
         EXPECT_EQ(h.ws.MasterTilesSelected, last > 1);
@@ -70,16 +70,15 @@ TEST(ProfileWizard, RunsToTheEndOrStopsWhereCancelled) {
             EXPECT_TRUE(h.ui.Printed.at(0).Pages.at(0).Pictures.empty());
             EXPECT_EQ(h.ws.LastResult, kResultOk);
             // Each step's text on its second line, then a few blanks.
-            const std::string& intro = h.ui.WizardSteps[0].second;
+            const std::string& intro = h.ui.WizardTexts[0];
             EXPECT_TRUE(intro.starts_with("\r\nYou have selected the Profile Wizard.") &&
                         intro.ends_with(" "));
             // The header and geometry steps come from their dialogs, with their own texts.
-            EXPECT_NE(h.ui.WizardSteps[2].second.find("twice\u2014once for each status"),
+            EXPECT_NE(h.ui.WizardTexts[2].find("twice\u2014once for each status"),
                       std::string::npos);
-            EXPECT_TRUE(h.ui.WizardSteps[4].second.starts_with(
-                "\r\nIn the next window, input the information"));
-            EXPECT_NE(h.ui.WizardSteps[4].second.find("printed on all certificates."),
-                      std::string::npos);
+            EXPECT_TRUE(
+                h.ui.WizardTexts[4].starts_with("\r\nIn the next window, input the information"));
+            EXPECT_NE(h.ui.WizardTexts[4].find("printed on all certificates."), std::string::npos);
             const CoefficientFileContents contents = ParseCoefficientFile(ccf);  // SCI only
             EXPECT_TRUE(contents.SCIPresent && !contents.SCEPresent &&
                         contents.Master.InstrumentID == 186 && contents.Target.InstrumentID == 179);
@@ -101,7 +100,7 @@ TEST(ProfileWizard, MasterWithoutUvStopsWithTheWizardStillRunning) {
     EXPECT_EQ(h.Messages(),
               "Instrument Status Error: The UV Component must be INCLUDED for Profiling");
     EXPECT_TRUE(h.ws.WizardRunning);
-    EXPECT_EQ(h.ui.WizardSteps.size(), 2u);
+    EXPECT_EQ(h.ui.WizardTitles.size(), 2u);
 }
 
 TEST(LegacyWizard, ConvertsAndSavesTheTargetFandeck) {
@@ -115,7 +114,7 @@ TEST(LegacyWizard, ConvertsAndSavesTheTargetFandeck) {
     h.ui.Files = {demo.targetFandeck.string(), ccf.string(), out.string()};
     h.commands->Execute(C::WizardLegacy);
     EXPECT_TRUE(h.ui.AllAnswersUsed());
-    EXPECT_EQ(h.ui.WizardTitles(),
+    EXPECT_EQ(h.ui.WizardTitles,
               (Titles{"Legacy Wizard", "Profile Wizard - Enter Target Instrument Data",
                       "Profile Wizard - Enter Coefficients File", "Profile Wizard - Save Data"}));
     EXPECT_EQ(h.Messages(), "");  // both geometries in the file: no warning
@@ -135,10 +134,10 @@ TEST(PerformanceWizard, ComparesTheFandecksAllowsPrintingAndReportsDifferentLeng
     h.ui.Files = {demo.masterFandeck.string(), demo.targetFandeck.string()};
     h.commands->Execute(C::WizardPerformance);
     EXPECT_TRUE(h.ui.AllAnswersUsed());
-    EXPECT_EQ(h.ui.WizardTitles(),
+    EXPECT_EQ(h.ui.WizardTitles,
               (Titles{"Performance Wizard", "Profile Wizard - Enter Master Instrument Data",
                       "Profile Wizard - Enter Target Data"}));
-    EXPECT_NE(h.ui.WizardSteps[2].second.find("The nest step is to select"), std::string::npos);
+    EXPECT_NE(h.ui.WizardTexts[2].find("The nest step is to select"), std::string::npos);
     EXPECT_TRUE(h.ui.Messages.empty() && !h.ws.WizardRunning && h.ws.PerformanceDataReady);
     // The demo status holds both geometries ("B"), which is not "I": the SCE view, no report.
     const ResultGridModel& grid = h.commands->Grid();
