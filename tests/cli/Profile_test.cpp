@@ -1,228 +1,85 @@
-// tintara profile and tintara tolerances, run as a user would: save sets on disk, the tool's output
-// and exit status, Profiler.ini kept in a scratch TINTARA_HOME.
+// tintara profile and tintara tolerances on the demo tile sets, Profiler.ini in TINTARA_HOME.
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
-
+#include "app/ProfileRun.h"
+#include "cli/CliTest.h"
 #include "engine/ProfileSequence.h"
-#include "engine/TileSetFixture.h"
-#include "engine/Utility.h"
-#include "files/RWSaveSet.h"
+#include "engine/Tolerances.h"
+#include "files/DemoData.h"
 #include "files/SaveSetLibrary.h"
-#include "support/TestPaths.h"
 
 namespace tintara {
 namespace {
 
 namespace fs = std::filesystem;
+using test::Quote;
 
-struct Side {
-    std::string Status = "MSII01";
-    int16_t Instrument = 169;  // Macbeth 3100
-};
-
-// Writes the Master and Target curves of a synthetic 32-tile pair as two tile-set save sets.
-// Angle position 1 holds an SCE reading (the specular reflection removed, about 4 % darker).
-void WritePair(const fs::path& dir, unsigned seed, const Side& master, const Side& target,
-               int targetTiles = 32) {
-    GlobalVariables ws;
-    test::LoadSyntheticPair(ws, 32, seed);
-    for (int side = 0; side < 2; ++side) {
-        const Side& s = side == 0 ? master : target;
-        const Matrix& curves = side == 0 ? ws.MasterReflectance : ws.TargetReflectance;
-        SaveSetData data;
-        data.NumAngles = 2;
-        data.Status = s.Status;
-        data.Instrument = s.Instrument;
-        data.Company = "Tintara Labs";
-        const int tiles = side == 0 ? 32 : targetTiles;
-        for (int t = 0; t < tiles; ++t) {
-            SaveSetRecord record;
-            record.Name = ws.TileNames[t % 32];
-            record.Status = s.Status;
-            record.Instrument = s.Instrument;
-            for (int w = 0; w < kPointCount; ++w) {
-                record.Curves[0][w] = curves(t % 32, w);
-                record.Curves[1][w] = std::max(0.1, curves(t % 32, w) - 4.0);
-            }
-            data.Records.push_back(record);
-        }
-        StoreSaveSet(data, dir / (side == 0 ? "master.wsv" : "target.wsv"));
-    }
+std::string Profile(const fs::path& dir, const fs::path& target = "target-tiles.wsv") {
+    return "profile --master " + Quote(dir / "master-tiles.wsv") + " --target " +
+           Quote(dir / target);
 }
 
-struct CliRun {
-    int Status;
-    std::string Out, Err;
-};
-
-CliRun Tintara(const fs::path& home, const std::string& arguments) {
-    CliRun run;
-    run.Status = test::RunCommand(
-        "TINTARA_HOME='" + home.string() + "' '" + test::CliPath().string() + "' " + arguments,
-        &run.Out, &run.Err);
-    return run;
-}
-
-std::vector<std::vector<std::string>> Rows(const std::string& text) {
-    std::vector<std::vector<std::string>> rows;
-    std::istringstream lines(text);
-    std::string line;
-    while (std::getline(lines, line)) {
-        std::vector<std::string> cells;
-        std::istringstream parts(line);
-        std::string cell;
-        while (std::getline(parts, cell, '\t'))
-            cells.push_back(cell);
-        rows.push_back(cells);
-    }
-    return rows;
-}
-
-std::string Slurp(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-std::string PairArgs(const fs::path& dir) {
-    return "profile --master '" + (dir / "master.wsv").string() + "' --target '" +
-           (dir / "target.wsv").string() + "'";
-}
-
-TEST(ProfileCommand, PrintsTheCorrelationGridOfTheInProcessRun) {
+TEST(ProfileCommand, PrintsTheGridOfTheRunFollowsItsOptionsAndRefusesAsTheAppDoes) {
     const auto dir = test::ScratchDir("ProfileGrid");
-    WritePair(dir, 5u, {}, {});
-    const CliRun run = Tintara(dir, PairArgs(dir));
+    WriteDemoData(dir);
+    test::CliRun run = test::Tintara(dir, Profile(dir));
     ASSERT_EQ(run.Status, 0) << run.Err;
-
-    const auto rows = Rows(run.Out);
+    const auto rows = test::Rows(run.Out);
     ASSERT_EQ(rows.size(), 34u);  // header, average, 32 tiles
-    EXPECT_EQ(rows[0], (std::vector<std::string>{"Tile Name", "Raw DE", "Phase #1", "Phase #2",
-                                                 "Phase #3", "Phase #4", "Final DE"}));
     EXPECT_EQ(rows[1][0], "Average DE");
-    EXPECT_EQ(rows[2][0], "Tile 1");
-    EXPECT_EQ(rows[33][0], "Tile 32");
-    // Correction pays off on average.
-    EXPECT_LT(std::stod(rows[1][6]), 0.5 * std::stod(rows[1][1]));
-
-    // The same files read and profiled in process give the same text, cell for cell.
-    GlobalVariables ws;
-    ws.InitializeVariables();
+    GlobalVariables ws;  // the same files profiled in process give the same text, cell for cell
     RWSaveSet reader(ws);
-    bool failed = true;
-    reader.ReadWSVRecord((dir / "master.wsv").string(), true, failed);
-    ASSERT_FALSE(failed);
-    reader.ReadWSVRecord((dir / "target.wsv").string(), false, failed);
-    ASSERT_FALSE(failed);
-    Utility utility(ws);
-    ProfileSequence(utility);
+    ProfileTilePair(ws, reader, {dir / "master-tiles.wsv", dir / "target-tiles.wsv"});
     EXPECT_EQ(rows, CorrelationGridRows(ws));
+
+    // Without the weight search the last two columns repeat the Linearity result.
+    const auto plain = test::Rows(test::Tintara(dir, Profile(dir) + " --nocentroid").Out);
+    EXPECT_EQ(plain.at(1)[5], plain[1][4]);
+    EXPECT_EQ(plain[1][6], plain[1][4]);
+    EXPECT_NE(rows[1][5], rows[1][4]);
+    // The geometry and the colour space of Profiler.ini change what is compared.
+    EXPECT_NE(test::Rows(test::Tintara(dir, Profile(dir) + " --geometry sce").Out)[1], rows[1]);
+    WriteTolerances(dir / "Profiler.ini", ToleranceSettings{0.5, 0.5, 2});
+    EXPECT_NE(test::Rows(test::Tintara(dir, Profile(dir)).Out)[1], rows[1]);
+
+    // Refusals: "Title: text" and exit status 1; bad options: the usage and 2.
+    SaveSetData target = LoadSaveSet(dir / "target-tiles.wsv");
+    target.Status = target.Records.back().Status = "RCBEXX";  // UV component excluded
+    StoreSaveSet(target, dir / "uv-excluded.wsv");
+    target.Records.resize(16);
+    StoreSaveSet(target, dir / "short.wsv");
+
+    test::ExpectFailure(dir, Profile(dir, "uv-excluded.wsv"), 1,
+                        "Status Error: The Master and Target instruments must be set to UV "
+                        "Component Included\n");
+    test::ExpectFailure(dir, Profile(dir, "short.wsv"), 1,  // a Target of another size
+                        "File Read Error: There is a problem with the Save_Set File \n");
+    test::ExpectFailure(dir, Profile(dir) + " --geometry both", 2);
+    test::ExpectFailure(dir, "profile --master x.wsv", 2);
 }
 
-TEST(ProfileCommand, NoCentroidLeavesTheWavelengthColumnAtTheLinearityResult) {
-    const auto dir = test::ScratchDir("ProfileNoCentroid");
-    WritePair(dir, 8u, {}, {});
-    const CliRun plain = Tintara(dir, PairArgs(dir));
-    const CliRun off = Tintara(dir, PairArgs(dir) + " --nocentroid");
-    ASSERT_EQ(plain.Status, 0) << plain.Err;
-    ASSERT_EQ(off.Status, 0) << off.Err;
-    int changed = 0;
-    const auto rowsPlain = Rows(plain.Out), rowsOff = Rows(off.Out);
-    ASSERT_EQ(rowsPlain.size(), rowsOff.size());
-    for (std::size_t r = 1; r < rowsOff.size(); ++r) {
-        EXPECT_EQ(rowsOff[r][5], rowsOff[r][4]) << "row " << r;
-        EXPECT_EQ(rowsOff[r][6], rowsOff[r][4]) << "row " << r;
-        if (rowsPlain[r][5] != rowsPlain[r][4])
-            ++changed;
-    }
-    EXPECT_GT(changed, 0);
-}
-
-TEST(ProfileCommand, GeometryAndColourSpaceChangeWhatIsCompared) {
-    const auto dir = test::ScratchDir("ProfileGeometry");
-    WritePair(dir, 9u, {"MSBI01", 169}, {"TGBI01", 211});
-    const CliRun sci = Tintara(dir, PairArgs(dir) + " --geometry sci");
-    const CliRun sce = Tintara(dir, PairArgs(dir) + " --geometry sce");
-    ASSERT_EQ(sci.Status, 0) << sci.Err;
-    ASSERT_EQ(sce.Status, 0) << sce.Err;
-    EXPECT_NE(Rows(sci.Out)[1], Rows(sce.Out)[1]);
-
-    ASSERT_EQ(Tintara(dir, "tolerances --space hunter").Status, 0);
-    const CliRun hunter = Tintara(dir, PairArgs(dir) + " --geometry sci");
-    ASSERT_EQ(hunter.Status, 0) << hunter.Err;
-    EXPECT_NE(Rows(hunter.Out)[1], Rows(sci.Out)[1]);
-}
-
-TEST(ProfileCommand, RefusesAsTheCoefficientCommandDoes) {
-    const auto dir = test::ScratchDir("ProfileRefusals");
-    WritePair(dir, 3u, {"MSII01", 169}, {"TGIE01", 211});
-    CliRun run = Tintara(dir, PairArgs(dir));
-    EXPECT_EQ(run.Status, 1);
-    EXPECT_EQ(run.Err,
-              "Status Error: The Master and Target instruments must be set to UV Component "
-              "Included\n");
-    EXPECT_TRUE(run.Out.empty());
-
-    // A Minolta CM-700 on either side is exempt from the UV check.
-    WritePair(dir, 3u, {"MSII01", 208}, {"TGIE01", 211});
-    EXPECT_EQ(Tintara(dir, PairArgs(dir)).Status, 0);
-
-    WritePair(dir, 3u, {"MSII01", 169}, {"TGEI01", 211});
-    run = Tintara(dir, PairArgs(dir));
-    EXPECT_EQ(run.Status, 1);
-    EXPECT_EQ(run.Err, "Data Error: The Master and Target status do NOT Match\n");
-
-    // A Target of another size than the Master cannot be read: the short read-error text.
-    WritePair(dir, 3u, {}, {}, 16);
-    run = Tintara(dir, PairArgs(dir));
-    EXPECT_EQ(run.Status, 1);
-    EXPECT_NE(run.Err.find("File Read Error: There is a problem with the Save_Set File \n"),
-              std::string::npos)
-        << run.Err;
-    EXPECT_EQ(run.Err.find("Corrupt"), std::string::npos);
-
-    // A Master that is not there: the four-line text.
-    run = Tintara(dir, "profile --master '" + (dir / "none.wsv").string() + "' --target '" +
-                           (dir / "target.wsv").string() + "'");
-    EXPECT_EQ(run.Status, 1);
-    EXPECT_NE(run.Err.find("It may be Corrupt, Empty or on a Mapped Drive"), std::string::npos)
-        << run.Err;
-
-    EXPECT_EQ(Tintara(dir, PairArgs(dir) + " --geometry both").Status, 2);
-    EXPECT_EQ(Tintara(dir, "profile --master x.wsv").Status, 2);
+std::string Shown(const char* single, const char* average, const char* space) {
+    return std::string("Single Tile DE Limit is -->\t") + single + "\nAverage Tile DE Limit -->\t" +
+           average + "\nColorSpace\t" + space + "\n";
 }
 
 TEST(TolerancesCommand, ShowsValidatesAndWrites) {
     const auto home = test::ScratchDir("TolerancesCommand");
-    CliRun run = Tintara(home, "tolerances");
+    test::CliRun run = test::Tintara(home, "tolerances");  // no Profiler.ini yet: the defaults
     EXPECT_EQ(run.Status, 0);
-    EXPECT_NE(run.Out.find("Single Tile DE Limit is -->\t0.50\n"), std::string::npos) << run.Out;
-    EXPECT_NE(run.Out.find("ColorSpace\tCIE Lab\n"), std::string::npos) << run.Out;
+    EXPECT_TRUE(run.Out.starts_with(Shown("0.50", "0.50", "CIE Lab"))) << run.Out;
     EXPECT_NE(run.Err.find("File Read Error: Error reading Tolerance defaults"), std::string::npos);
-
-    run = Tintara(home, "tolerances --single 1.5 --space hunter");
-    ASSERT_EQ(run.Status, 0) << run.Err;
-    EXPECT_EQ(Slurp(home / "Profiler.ini"), " 1.5 \r\n .5 \r\n 2 \r\n");
-    EXPECT_NE(run.Out.find("Single Tile DE Limit is -->\t1.50\n"), std::string::npos) << run.Out;
-
-    // Out of range: refused, the file is left as it was.
-    run = Tintara(home, "tolerances --single 2 --average 7");
-    EXPECT_EQ(run.Status, 1);
-    EXPECT_NE(run.Err.find("between 0.01 and 5.00"), std::string::npos) << run.Err;
-    EXPECT_EQ(Slurp(home / "Profiler.ini"), " 1.5 \r\n .5 \r\n 2 \r\n");
-    EXPECT_EQ(Tintara(home, "tolerances --average 0.009").Status, 1);
-    EXPECT_EQ(Tintara(home, "tolerances --single abc").Status, 2);
-    EXPECT_EQ(Tintara(home, "tolerances --space xyz").Status, 2);
-
-    run = Tintara(home, "tolerances --average 5 --space cielab");
-    ASSERT_EQ(run.Status, 0) << run.Err;
-    EXPECT_EQ(Slurp(home / "Profiler.ini"), " 1.5 \r\n 5 \r\n 0 \r\n");
-    run = Tintara(home, "tolerances");
-    EXPECT_TRUE(run.Err.empty()) << run.Err;
-    EXPECT_NE(run.Out.find("Average Tile DE Limit -->\t5.00\n"), std::string::npos) << run.Out;
+    ASSERT_EQ(test::Tintara(home, "tolerances --single 1.5 --space hunter").Status, 0);
+    EXPECT_EQ(ReadTolerances(home / "Profiler.ini").Settings, (ToleranceSettings{1.5, 0.5, 2}));
+    // Out of range or not a number: refused, the file is left as it was.
+    test::ExpectFailure(home, "tolerances --single 2 --average 7", 1, "between 0.01 and 5.00");
+    test::ExpectFailure(home, "tolerances --average 0.009", 1, "between 0.01 and 5.00");
+    test::ExpectFailure(home, "tolerances --single abc", 2);
+    test::ExpectFailure(home, "tolerances --space xyz", 2);
+    ASSERT_EQ(test::Tintara(home, "tolerances --average 5 --space cielab").Status, 0);
+    run = test::Tintara(home, "tolerances");
+    EXPECT_EQ(run.Err, "");
+    EXPECT_TRUE(run.Out.starts_with(Shown("1.50", "5.00", "CIE Lab"))) << run.Out;
 }
 
 }  // namespace
