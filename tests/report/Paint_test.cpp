@@ -35,11 +35,9 @@ TEST_F(GridFixture, CorrelationGridOfThirtyTwoTilesIsLaidOutAndFilled) {
     EXPECT_EQ(grid.TextMatrix(0, 1) + "|" + grid.TextMatrix(0, 6), "Raw DE|Final DE");
     EXPECT_EQ(grid.ColAlignment(6), CellAlignment::Right);
     // Centred, 40 pixels below the upper bar, clear of twice the status bar.
-    EXPECT_EQ(grid.Width, (200 + 6 * 80 + 3) * 15);
-    EXPECT_EQ(grid.Left, (15000 - grid.Width) / 2);
-    EXPECT_EQ(grid.Top, 600 + 40 * 15);
-    EXPECT_EQ(grid.Height, 9000 - (600 + 600) - 2 * 300);
-    EXPECT_TRUE(grid.Visible());
+    const int width = (200 + 6 * 80 + 3) * 15;
+    EXPECT_EQ(std::tuple(grid.Width, grid.Left, grid.Top, grid.Height, grid.Visible()),
+              std::tuple(width, (15000 - width) / 2, 600 + 40 * 15, 9000 - 1200 - 2 * 300, true));
     // The average row, a spacer, then tile i in row i + 3 with the columns in phase order; green
     // on even rows and yellow on odd ones, the name column keeping the fixed colour.
     EXPECT_EQ(grid.TextMatrix(1, 0) + "|" + grid.TextMatrix(3, 0) + "|" + grid.TextMatrix(34, 0),
@@ -67,8 +65,9 @@ TEST_F(GridFixture, CorrelationGridOfThirtyTwoTilesIsLaidOutAndFilled) {
         EXPECT_EQ(grid.TextMatrix(1, c), De(sum / 33)) << c;
         EXPECT_NE(grid.TextMatrix(1, c), De((sum - value(32, c)) / 32)) << c;
     }
-    EXPECT_EQ(paint.InstrumentPanel1, "Master : Datacolor SF600 Plus-CT   /   LAIIUX");
-    EXPECT_EQ(paint.InstrumentPanel2, "Target : Color-Eye 7000A   /   LAIIUX");
+    EXPECT_EQ(
+        paint.InstrumentPanel1 + "|" + paint.InstrumentPanel2,
+        "Master : Datacolor SF600 Plus-CT   /   LAIIUX|Target : Color-Eye 7000A   /   LAIIUX");
 }
 
 TEST_F(GridFixture, RefreshAvianDisplayLaysOutAfreshAndIndicateCellMarksThePhase) {

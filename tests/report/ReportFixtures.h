@@ -1,13 +1,10 @@
 // Hand-filled workspaces for the report tests: a profiled tile set and a compared fandeck.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
-#include <vector>
 
 #include "support/TestPaths.h"
 #include "workspace/GlobalVariables.h"
@@ -81,27 +78,6 @@ inline std::string ReadFile(const std::filesystem::path& file) {
     std::ostringstream s;
     s << in.rdbuf();
     return s.str();
-}
-
-// Compares with tests/data/report/<name> byte for byte; a difference leaves the text in scratch.
-inline void ExpectGolden(const std::string& text, const std::string& name) {
-    if (text == ReadFile(DataPath("report/" + name)))
-        return;
-    const auto actual = ScratchDir("ReportGolden") / name;
-    std::ofstream(actual, std::ios::binary) << text;
-    ADD_FAILURE() << name << " differs from the golden file; actual text in " << actual;
-}
-
-// Splits a CR LF text into lines; an unended last line shows as "<EOF>", a bare LF stays in its
-// line.
-inline std::vector<std::string> CrLfLines(const std::string& text) {
-    std::vector<std::string> lines;
-    std::size_t start = 0;
-    for (std::size_t end; (end = text.find("\r\n", start)) != std::string::npos; start = end + 2)
-        lines.push_back(text.substr(start, end - start));
-    if (start < text.size())
-        lines.push_back(text.substr(start) + "<EOF>");
-    return lines;
 }
 
 }  // namespace tintara::test
