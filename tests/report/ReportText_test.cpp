@@ -72,7 +72,7 @@ std::string CompareReport(const GlobalVariables& ws) {
     return out.str();
 }
 
-TEST(CompareReport, MatchesTheGoldenReportAndFollowsTheFieldRules) {
+TEST(CompareReport, MatchesTheGoldenReportFollowsTheFieldRulesAndReplacesFilesWhole) {
     GlobalVariables ws = FixedSamples();
     const std::string text = CompareReport(ws);
     ExpectGolden(text, "CompareReport.txt");
@@ -108,10 +108,9 @@ TEST(CompareReport, MatchesTheGoldenReportAndFollowsTheFieldRules) {
     const auto none = Lines(CompareReport(empty));
     ASSERT_EQ(none.size(), 8u);
     EXPECT_EQ(none[3], "Total Number of Samples is  0 ");
-}
 
-TEST(CompareReport, FilesAreReplacedWholeAndNothingIsWrittenForIncompleteData) {
-    GlobalVariables ws = FixedSamples();
+    // Files are replaced whole; incomplete data write nothing.
+    ws = FixedSamples();
     const auto dir = test::ScratchDir("CompareReportFile");
     const auto file = dir / kCompareReportName;
     std::ofstream(file, std::ios::binary) << std::string(5000, 'x');  // older and longer
