@@ -19,9 +19,16 @@ struct GridFixture : ::testing::Test {
     GlobalVariables ws;
     ResultGridModel grid;
     Paint paint{ws, grid};
+    PerformanceView view{paint};
+    std::filesystem::path report =
+        test::ScratchDir(::testing::UnitTest::GetInstance()->current_test_info()->name()) /
+        kCompareReportName;
     void SetUp() override {
         ws.TwipsPerPixel = 15;
         paint.Window = GridArea{15000, 9000, 600, 300};
+        view.CompareReportFile = report;
+        ws.SingleSampleTolerance = 1.0;
+        ws.AverageTolerance = 0.8;
     }
 };
 
@@ -140,22 +147,9 @@ TEST_F(GridFixture, CompareGridShowsTheChosenGeometryInTheColourSpacesCaptions) 
     EXPECT_EQ(grid.FormatString(), "<Sample Name|> DL*|> Da*|> Db*|> DE");
 }
 
-// ---- performance view ---------------------------------------------------------------------------
+// ---- performance view (single-sample limit 1.0, average limit 0.8) ------------------------------
 
-struct PerformanceFixture : GridFixture {
-    PerformanceView view{paint};
-    std::filesystem::path report =
-        test::ScratchDir(::testing::UnitTest::GetInstance()->current_test_info()->name()) /
-        kCompareReportName;
-    void SetUp() override {
-        GridFixture::SetUp();
-        view.CompareReportFile = report;
-        ws.SingleSampleTolerance = 1.0;
-        ws.AverageTolerance = 0.8;
-    }
-};
-
-TEST_F(PerformanceFixture, TenSamplesPutTheAverageInRowTwelveAndFailAtTheLimit) {
+TEST_F(GridFixture, TenSamplesPutTheAverageInRowTwelveAndFailAtTheLimit) {
     // Corrected SCI DE: 0.2, 0.4, ... sample 4 is exactly at the 1.0 limit.
     test::FillSamples(ws, 10, [](int s) { return 0.2 * (s + 1); });
     paint.BuildEmptyPerformanceGrid(ws.SampleCount + 2);
@@ -173,13 +167,11 @@ TEST_F(PerformanceFixture, TenSamplesPutTheAverageInRowTwelveAndFailAtTheLimit) 
                   "|" + grid.TextMatrix(12, 1) + "|" + grid.TextMatrix(12, 4),
               "||Average||1.10");
     EXPECT_EQ(grid.CellBackColor(12, 4), kFailColor);  // 1.1 >= 0.8
-    EXPECT_TRUE(grid.Visible());
-    EXPECT_TRUE(ws.PerformanceShowsSCI);
+    EXPECT_TRUE(grid.Visible() && ws.PerformanceShowsSCI && std::filesystem::exists(report));
     EXPECT_EQ(paint.ViewSwitchCaption, "Show SCE Data");
-    EXPECT_TRUE(std::filesystem::exists(report));
 }
 
-TEST_F(PerformanceFixture, SceViewShowsTheStoredAverageAndLeavesTheReportAlone) {
+TEST_F(GridFixture, SceViewShowsTheStoredAverageAndLeavesTheReportAlone) {
     test::FillSamples(ws, 3, [](int s) { return 0.1 * s; });
     ws.SampleDeltas(3, kSceCorrected + 3) = 0.8;  // the engine's average, not recomputed here
     ws.MasterStatus = "LABIUX";
