@@ -385,6 +385,7 @@ TEST(Refusals, EveryRefusalShowsItsTitleAndTextAndChangesNothingElse) {
         {"new", none, C::SaveCorrelatedFandeck,
          "Data Error: There is no Correlated Fandeck data to save - convert a fandeck first"},
     };
+    Demo();  // made first: every harness points TINTARA_HOME at its own folder
     for (const Row& row : rows) {
         CommandHarness h("refusal");
         SCOPED_TRACE(std::string(row.files) + " -> " +
