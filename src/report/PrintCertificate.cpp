@@ -149,21 +149,9 @@ PageDescription PrintCertificate::PrintDocument() {
     printer.Print("-----------      ---   ---  ---  ---        ---   ---  ---  ---");
 
     printer.Font.Size = 6.0;
-    static const char* const kGaps[] = {"      ", "      ", "     "};
     for (int i = 0; i < m_ws.TileCount; ++i) {
-        std::string line = PadCut(m_ws.TileNames[i], 35);
-        for (int k = 0; k < 4; ++k) {
-            if (k > 0)
-                line += kGaps[k - 1];
-            line += SignedValue(m_ws.RawDE(i, k));
-        }
-        line += std::string(17, ' ');
-        for (int k = 0; k < 4; ++k) {
-            if (k > 0)
-                line += kGaps[k - 1];
-            line += SignedValue(m_ws.FinalDE(i, k));
-        }
-        printer.Print(line);
+        printer.Print(PadCut(m_ws.TileNames[i], 35) + DeltaColumns(m_ws.RawDE.Row(i)) +
+                      std::string(17, ' ') + DeltaColumns(m_ws.FinalDE.Row(i)));
     }
 
     CalculateAverageDE();

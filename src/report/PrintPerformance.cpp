@@ -41,14 +41,9 @@ PageDescription PrintPerformance::Build(int firstColumn, const char* dataSetLine
     printer.Font.Size = 6.0;
     Passed = 0;
     Failed = 0;
-    static const char* const kGaps[] = {"      ", "      ", "     "};
     for (int32_t s = 0; s < m_ws.SampleCount; ++s) {
-        std::string line = PadCut(m_ws.SampleNames[s], 35);
-        for (int k = 0; k < 4; ++k) {
-            if (k > 0)
-                line += kGaps[k - 1];
-            line += SignedValue(m_ws.SampleDeltas(s, firstColumn + k));
-        }
+        std::string line =
+            PadCut(m_ws.SampleNames[s], 35) + DeltaColumns(m_ws.SampleDeltas.Row(s) + firstColumn);
         // Strictly greater: on paper a sample exactly at the limit passes.
         if (m_ws.SampleDeltas(s, firstColumn + 3) > m_ws.SingleSampleTolerance) {
             line += " <FAIL";

@@ -28,6 +28,16 @@ std::string SignedValue(double value) {
     return Format(value, " ##0.00;-#0.00");
 }
 
+std::string DeltaColumns(const double* values) {
+    static const char* const kGaps[] = {"      ", "      ", "     "};
+    std::string text;
+    for (int k = 0; k < 4; ++k) {
+        if (k > 0) text += kGaps[k - 1];
+        text += SignedValue(values[k]);
+    }
+    return text;
+}
+
 std::string AverageValue(double value) {
     return Format(value, " ##0.00");
 }

@@ -20,6 +20,10 @@ std::string CutAtNull(const std::string& text);
 // one, so that both take the same width.
 std::string SignedValue(double value);
 
+// DL, Da, Db, DE (values[0..3]) as the certificates print them: SignedValue each, separated by
+// six, six and five blanks.
+std::string DeltaColumns(const double* values);
+
 // Format(value, " ##0.00"), the averages' form.
 std::string AverageValue(double value);
 
