@@ -1,8 +1,8 @@
 // The three wizards: guided sequences of the menu commands, one explanatory step before each.
 #include "app/HeaderDialogs.h"
 #include "app/ProfilerCommands.h"
-#include "workspace/StatusText.h"
 #include "workspace/Error.h"
+#include "workspace/StatusText.h"
 
 namespace tintara {
 

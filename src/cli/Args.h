@@ -11,14 +11,14 @@ namespace tintara::cli {
 
 // A usage error: exit status 2 with a usage line.
 class UsageError : public std::runtime_error {
-public:
+  public:
     using std::runtime_error::runtime_error;
 };
 
 // Parses "--name value", "--name=value", boolean "--flag" and positionals. The subcommand states
 // which options take a value and which are flags; anything else is a usage error.
 class Args {
-public:
+  public:
     Args(const std::vector<std::string>& argv, const std::set<std::string>& valueOptions,
          const std::set<std::string>& flagOptions) {
         for (std::size_t i = 0; i < argv.size(); ++i) {
@@ -33,7 +33,8 @@ public:
                 }
                 if (valueOptions.count(name)) {
                     if (!inlineValue) {
-                        if (i + 1 >= argv.size()) throw UsageError("option " + name + " needs a value");
+                        if (i + 1 >= argv.size())
+                            throw UsageError("option " + name + " needs a value");
                         value = argv[++i];
                     }
                     m_values[name] = value;
@@ -55,12 +56,13 @@ public:
     }
     std::string Required(const std::string& name) const {
         const auto it = m_values.find(name);
-        if (it == m_values.end()) throw UsageError("missing " + name);
+        if (it == m_values.end())
+            throw UsageError("missing " + name);
         return it->second;
     }
     const std::vector<std::string>& Positionals() const { return m_positionals; }
 
-private:
+  private:
     std::map<std::string, std::string> m_values;
     std::set<std::string> m_flags;
     std::vector<std::string> m_positionals;

@@ -36,7 +36,8 @@ int Usage(std::ostream& err, const std::string& problem, const Command* command)
 }  // namespace
 
 int Main(const std::vector<std::string>& argv) {
-    if (argv.empty()) return Usage(std::cerr, "no command given", nullptr);
+    if (argv.empty())
+        return Usage(std::cerr, "no command given", nullptr);
     const std::string& word = argv[0];
     if (word == "--help" || word == "-h" || word == "help") {
         PrintHelp(std::cout);
@@ -48,9 +49,11 @@ int Main(const std::vector<std::string>& argv) {
     }
     const Command* command = nullptr;
     for (const Command& c : AllCommands()) {
-        if (word == c.name) command = &c;
+        if (word == c.name)
+            command = &c;
     }
-    if (!command) return Usage(std::cerr, "unknown command '" + word + "'", nullptr);
+    if (!command)
+        return Usage(std::cerr, "unknown command '" + word + "'", nullptr);
     const Arguments rest(argv.begin() + 1, argv.end());
     for (const std::string& a : rest) {
         if (a == "--help") {

@@ -32,7 +32,8 @@ std::string DeltaColumns(const double* values) {
     static const char* const kGaps[] = {"      ", "      ", "     "};
     std::string text;
     for (int k = 0; k < 4; ++k) {
-        if (k > 0) text += kGaps[k - 1];
+        if (k > 0)
+            text += kGaps[k - 1];
         text += SignedValue(values[k]);
     }
     return text;

@@ -8,14 +8,14 @@ namespace tintara {
 
 // Base of all core errors. what() is a complete sentence fit for a message box or stderr.
 class Error : public std::runtime_error {
-public:
+  public:
     explicit Error(const std::string& message) : std::runtime_error(message) {}
 };
 
 // A file could not be read or understood. Carries the source name and, when known, the 1-based
 // line; what() reads "<source>: line <n>: <reason>" (or "<source>: <reason>" without a line).
 class ParseError : public Error {
-public:
+  public:
     ParseError(std::string source, int line, std::string reason)
         : Error(Compose(source, line, reason)),
           m_source(std::move(source)),
@@ -26,9 +26,10 @@ public:
     int Line() const { return m_line; }  // 0 when the error is not tied to a line
     const std::string& Reason() const { return m_reason; }
 
-private:
+  private:
     static std::string Compose(const std::string& source, int line, const std::string& reason) {
-        if (line > 0) return source + ": line " + std::to_string(line) + ": " + reason;
+        if (line > 0)
+            return source + ": line " + std::to_string(line) + ": " + reason;
         return source + ": " + reason;
     }
     std::string m_source;
@@ -38,25 +39,25 @@ private:
 
 // A file could not be opened, written or renamed.
 class IoError : public Error {
-public:
+  public:
     using Error::Error;
 };
 
 // A computation produced a value it must not (division by zero, a non-finite result).
 class ComputeError : public Error {
-public:
+  public:
     using Error::Error;
 };
 
 // A command refused to go on, with the titled message the user sees ("Data Error", ...).
 class Refusal : public Error {
-public:
+  public:
     Refusal(std::string title, std::string text)
         : Error(title + ": " + text), m_title(std::move(title)), m_text(std::move(text)) {}
     const std::string& Title() const { return m_title; }
     const std::string& Text() const { return m_text; }
 
-private:
+  private:
     std::string m_title;
     std::string m_text;
 };

@@ -69,7 +69,7 @@ struct InstrumentHeader {
 // Reflectance curves of a fandeck: 40 points by angle position (0, 1) by record, stored
 // record-major so that one record's curves are contiguous.
 class FandeckCurves {
-public:
+  public:
     void Resize(std::size_t records, std::size_t angles = 2) {
         m_records = records;
         m_angles = angles;
@@ -90,7 +90,7 @@ public:
         return Curve(record, angle)[point];
     }
 
-private:
+  private:
     std::size_t m_records = 0;
     std::size_t m_angles = 0;
     std::vector<double> m_data;
@@ -210,7 +210,8 @@ struct GlobalVariables {
     bool CorrelatedFandeckReady = false;
     int32_t SampleCount = 0;
     std::vector<std::string> SampleNames;
-    Matrix SampleDeltas;  // (sample 0..SampleCount, kSampleDeltaColumns); row SampleCount = averages
+    Matrix
+        SampleDeltas;  // (sample 0..SampleCount, kSampleDeltaColumns); row SampleCount = averages
     bool PerformanceDataReady = false;
     bool PerformanceShowsSCI = false;
     bool GridShowsSCI = false;

@@ -9,6 +9,7 @@ struct Entry {
     int16_t id;
     const char* name;
 };
+// clang-format off
 constexpr Entry kCatalogue[kInstrumentCount] = {
     {47, "BYK ColorGuide"},          {41, "BYK SpectroGuide"},       {79, "DataFlash 100"},
     {1, "Minolta CM-500"},           {203, "Minolta CM-2500c"},      {197, "Minolta CM-2600"},
@@ -26,6 +27,7 @@ constexpr Entry kCatalogue[kInstrumentCount] = {
     {105, "Datacolor DC-500"},       {106, "Datacolor DC-550"},      {107, "Datacolor DC-800"},
     {108, "Datacolor DC-850"},
 };
+// clang-format on
 }  // namespace
 
 MakeSensorList::MakeSensorList(GlobalVariables& ws) : m_ws(ws) {

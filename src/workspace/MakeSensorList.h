@@ -11,14 +11,14 @@ namespace tintara {
 // Fills InstrumentIDs / InstrumentNames (43 entries, fixed order, unsorted, unique IDs) on
 // construction, as the catalogue object's load handler did, and looks IDs up.
 class MakeSensorList {
-public:
+  public:
     explicit MakeSensorList(GlobalVariables& ws);
 
     // Name of the instrument with this ID; "Unknown ID# " + Format(ID, "###") when absent.
     void FindInstrument(int16_t ID, std::string& Name) const;
     std::string FindInstrument(int16_t ID) const;
 
-private:
+  private:
     GlobalVariables& m_ws;
 };
 

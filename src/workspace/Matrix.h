@@ -9,7 +9,7 @@ namespace tintara {
 // Rows are tiles (or samples), columns are spectral points or components. Indices are 0-based and
 // unchecked in operator(); At() checks. Resize() discards the contents and zero-fills.
 class Matrix {
-public:
+  public:
     Matrix() = default;
     Matrix(std::size_t rows, std::size_t cols) : m_rows(rows), m_cols(cols), m_data(rows * cols) {}
 
@@ -34,7 +34,7 @@ public:
 
     bool operator==(const Matrix& other) const = default;
 
-private:
+  private:
     std::size_t Index(std::size_t row, std::size_t col) const {
         return (row < m_rows && col < m_cols) ? row * m_cols + col : m_data.size();
     }

@@ -17,7 +17,8 @@ struct Decimal {
 
 Decimal ToDecimal15(double magnitude) {
     Decimal d;
-    if (magnitude == 0.0) return d;
+    if (magnitude == 0.0)
+        return d;
     char buffer[40];
     std::snprintf(buffer, sizeof buffer, "%.14e", magnitude);  // d.dddddddddddddde+XX
     std::string text(buffer);
@@ -32,10 +33,12 @@ Decimal ToDecimal15(double magnitude) {
 void RoundDecimal(const Decimal& d, int decimals, std::string& intDigits, std::string& fracDigits) {
     intDigits.clear();
     fracDigits.assign(decimals, '0');
-    if (d.digits.empty()) return;
+    if (d.digits.empty())
+        return;
     // Digits laid out on a fixed axis: all integer digits then `decimals` fraction digits.
     const int keep = d.exponent + decimals;  // number of leading digits of d.digits that survive
-    if (keep < 0) return;                    // far below half a unit: rounds to zero
+    if (keep < 0)
+        return;  // far below half a unit: rounds to zero
     std::string kept;
     bool roundUp = false;
     if (keep >= static_cast<int>(d.digits.size())) {
@@ -46,7 +49,8 @@ void RoundDecimal(const Decimal& d, int decimals, std::string& intDigits, std::s
     }
     if (roundUp) {
         int i = static_cast<int>(kept.size()) - 1;
-        while (i >= 0 && kept[i] == '9') kept[i--] = '0';
+        while (i >= 0 && kept[i] == '9')
+            kept[i--] = '0';
         if (i >= 0) {
             ++kept[i];
         } else {
@@ -54,7 +58,8 @@ void RoundDecimal(const Decimal& d, int decimals, std::string& intDigits, std::s
         }
     }
     // Pad on the left so that at least `decimals` digits exist, then split.
-    if (static_cast<int>(kept.size()) < decimals) kept.insert(0, decimals - kept.size(), '0');
+    if (static_cast<int>(kept.size()) < decimals)
+        kept.insert(0, decimals - kept.size(), '0');
     intDigits = kept.substr(0, kept.size() - decimals);
     fracDigits = kept.substr(kept.size() - decimals);
     const auto firstNonZero = intDigits.find_first_not_of('0');
@@ -64,7 +69,8 @@ void RoundDecimal(const Decimal& d, int decimals, std::string& intDigits, std::s
 std::string FormatSection(double magnitude, std::string_view section) {
     // Locate the digit placeholders; everything before the first and after the last is literal.
     const auto first = section.find_first_of("#0.");
-    if (first == std::string_view::npos) return std::string(section);
+    if (first == std::string_view::npos)
+        return std::string(section);
     auto last = section.find_last_of("#0.");
     const std::string_view prefix = section.substr(0, first);
     const std::string_view number = section.substr(first, last - first + 1);
@@ -75,10 +81,12 @@ std::string FormatSection(double magnitude, std::string_view section) {
     const std::string_view fracPart =
         point == std::string_view::npos ? std::string_view() : number.substr(point + 1);
     int intZeros = 0;
-    for (char c : intPart) intZeros += (c == '0');
+    for (char c : intPart)
+        intZeros += (c == '0');
     int fracForced = 0;
     for (std::size_t i = 0; i < fracPart.size(); ++i) {
-        if (fracPart[i] == '0') fracForced = static_cast<int>(i) + 1;
+        if (fracPart[i] == '0')
+            fracForced = static_cast<int>(i) + 1;
     }
     const int decimals = static_cast<int>(fracPart.size());
 
@@ -93,7 +101,8 @@ std::string FormatSection(double magnitude, std::string_view section) {
     }
     std::string out(prefix);
     out += intDigits;
-    if (point != std::string_view::npos) out += '.' + fracDigits;
+    if (point != std::string_view::npos)
+        out += '.' + fracDigits;
     out += suffix;
     return out;
 }
@@ -113,15 +122,18 @@ std::string Format(double value, std::string_view pattern) {
 
 std::string NumberText(double value) {
     const double magnitude = std::fabs(value);
-    if (magnitude == 0.0) return "0";
+    if (magnitude == 0.0)
+        return "0";
     const Decimal d = ToDecimal15(magnitude);
     std::string digits = d.digits;
-    while (!digits.empty() && digits.back() == '0') digits.pop_back();
+    while (!digits.empty() && digits.back() == '0')
+        digits.pop_back();
     const int exponent10 = d.exponent - 1;  // value = d1.d2d3... x 10^exponent10
     std::string out;
     if (exponent10 < -4 || exponent10 >= 15) {
         out = digits.substr(0, 1);
-        if (digits.size() > 1) out += "." + digits.substr(1);
+        if (digits.size() > 1)
+            out += "." + digits.substr(1);
         char e[16];
         std::snprintf(e, sizeof e, "E%c%02d", exponent10 < 0 ? '-' : '+', std::abs(exponent10));
         out += e;
@@ -143,11 +155,13 @@ std::string PrintNumber(double value) {
 double Val(std::string_view text) {
     std::string s;
     std::size_t i = 0;
-    while (i < text.size() && (text[i] == ' ' || text[i] == '\t')) ++i;
+    while (i < text.size() && (text[i] == ' ' || text[i] == '\t'))
+        ++i;
     s.assign(text.substr(i));
     char* end = nullptr;
     const double v = std::strtod(s.c_str(), &end);
-    if (end == s.c_str() || !std::isfinite(v)) return 0.0;
+    if (end == s.c_str() || !std::isfinite(v))
+        return 0.0;
     return v;
 }
 

@@ -6,7 +6,7 @@ namespace tintara {
 // Implemented by the GUI (progress bar, event processing) and by the command line (nothing or a
 // progress line). The core never opens a window; it only calls these.
 class ProgressSink {
-public:
+  public:
     virtual ~ProgressSink() = default;
     virtual void SetProgressMaximum(long /*maximum*/) {}
     virtual void SetProgressValue(long /*value*/) {}

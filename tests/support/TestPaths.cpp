@@ -2,11 +2,11 @@
 
 #include <sys/wait.h>
 
+#include <unistd.h>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
-#include <unistd.h>
 
 namespace tintara::test {
 
@@ -35,8 +35,10 @@ int RunCommand(const std::string& commandLine, std::string* out, std::string* er
     const std::string full =
         commandLine + " >" + outFile.string() + " 2>" + errFile.string() + " </dev/null";
     const int status = std::system(full.c_str());
-    if (out) *out = Slurp(outFile);
-    if (err) *err = Slurp(errFile);
+    if (out)
+        *out = Slurp(outFile);
+    if (err)
+        *err = Slurp(errFile);
     std::filesystem::remove(outFile);
     std::filesystem::remove(errFile);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;

@@ -10,7 +10,9 @@ inline std::filesystem::path DataPath(const std::string& name) {
     return std::filesystem::path(TINTARA_TEST_DATA) / name;
 }
 
-inline std::filesystem::path CliPath() { return std::filesystem::path(TINTARA_CLI); }
+inline std::filesystem::path CliPath() {
+    return std::filesystem::path(TINTARA_CLI);
+}
 
 // A fresh, empty scratch folder under the build tree, unique to the calling test.
 std::filesystem::path ScratchDir(const std::string& testName);

@@ -71,14 +71,16 @@ TEST(GlobalVariables, InitializeVariablesResetsTablesCoefficientsAndStatus) {
     GlobalVariables ws;
     ws.DimensionTileArrays(16);
     for (int t = 0; t <= 16; ++t) {
-        for (int c = 0; c < 4; ++c) ws.RawDE(t, c) = 1.0 + t;
+        for (int c = 0; c < 4; ++c)
+            ws.RawDE(t, c) = 1.0 + t;
         ws.OffsetDE[t] = ws.GainDE[t] = ws.LinearityDE[t] = ws.WavelengthDE[t] = 2.0;
         ws.TileNames[t] = "Tile";
     }
     ws.OffsetCoefficients.fill(0.3);
     ws.GainCoefficients.fill(1.2);
     ws.LinearityCoefficients.fill(0.9);
-    for (auto& weights : ws.WavelengthCoefficients) weights = {0.1, 0.8, 0.1};
+    for (auto& weights : ws.WavelengthCoefficients)
+        weights = {0.1, 0.8, 0.1};
     ws.MasterStatus = "RCIIXX";
     ws.TargetStatus = "RCEIXX";
     ws.MasterReflectance(3, 3) = 42.0;
@@ -86,7 +88,8 @@ TEST(GlobalVariables, InitializeVariablesResetsTablesCoefficientsAndStatus) {
     ws.InitializeVariables();
 
     for (int t = 0; t <= 16; ++t) {
-        for (int c = 0; c < 4; ++c) EXPECT_EQ(ws.RawDE(t, c), 0.0);
+        for (int c = 0; c < 4; ++c)
+            EXPECT_EQ(ws.RawDE(t, c), 0.0);
         EXPECT_EQ(ws.OffsetDE[t], 0.0);
         EXPECT_EQ(ws.GainDE[t], 0.0);
         EXPECT_EQ(ws.LinearityDE[t], 0.0);
