@@ -51,19 +51,23 @@ fs::path RWSaveSet::OutputPath(const std::string& name) const {
 
 // ---- tile sets ----------------------------------------------------------------------------------
 
-void RWSaveSet::ReadWSVRecord(const std::string& file, bool IsMaster, bool& Failed) {
-    Failed = false;
+bool RWSaveSet::OpenWithRecords(const std::string& file) {
     m_lastError.clear();
     const int16_t opened = m_library.SS_Open(file);
     const std::string openError = m_library.SS_GetIOError();  // before the next call replaces it
     m_ws.LastResult = Result(opened);
     m_recordCount = m_library.SS_GetNumRecords();
-    if (opened == 0 || m_recordCount == 0) {
-        m_lastError = opened == 0 ? openError : file + ": the save set holds no records";
-        Failed = true;
-        m_library.SS_Close();
+    if (opened != 0 && m_recordCount != 0)
+        return true;
+    m_lastError = opened == 0 ? openError : file + ": the save set holds no records";
+    m_library.SS_Close();
+    return false;
+}
+
+void RWSaveSet::ReadWSVRecord(const std::string& file, bool IsMaster, bool& Failed) {
+    Failed = !OpenWithRecords(file);
+    if (Failed)
         return;
-    }
 
     if (IsMaster) {
         if (IsTileSetSize(m_recordCount)) {
@@ -237,14 +241,7 @@ void RWSaveSet::KeepFandeckHeader(const std::array<int16_t, 3>& angleTypes) {
 }
 
 bool RWSaveSet::ReadFandeck(const std::string& file, bool IsMaster) {
-    m_lastError.clear();
-    const int16_t opened = m_library.SS_Open(file);
-    const std::string openError = m_library.SS_GetIOError();  // before the next call replaces it
-    m_ws.LastResult = Result(opened);
-    m_recordCount = m_library.SS_GetNumRecords();
-    if (opened == 0 || m_recordCount == 0) {
-        m_lastError = opened == 0 ? openError : file + ": the save set holds no records";
-        m_library.SS_Close();
+    if (!OpenWithRecords(file)) {
         m_ws.LastResult = kFalse;
         return false;
     }

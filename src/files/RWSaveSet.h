@@ -106,6 +106,9 @@ class RWSaveSet {
 
   protected:
     bool ReadFandeck(const std::string& file, bool IsMaster);
+    // Opens the save set and takes its record count; false, with the reason in LastError() and
+    // the save set closed, when it cannot be opened or holds no records.
+    bool OpenWithRecords(const std::string& file);
     // Keeps the open save set's angle types, illuminants and CMC factors for the correlated copy.
     void KeepFandeckHeader(const std::array<int16_t, 3>& angleTypes);
     std::filesystem::path OutputPath(const std::string& name) const;
