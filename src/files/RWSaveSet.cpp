@@ -51,6 +51,17 @@ fs::path RWSaveSet::OutputPath(const std::string& name) const {
 
 // ---- tile sets ----------------------------------------------------------------------------------
 
+RWSaveSet::SetHeader RWSaveSet::ReadSetHeader() {
+    SetHeader header;
+    header.Angles = m_library.SS_GetNumAngles();
+    m_library.SS_GetAngleTypes(header.AngleTypes);
+    std::string setStatus;
+    m_library.SS_GetStatus(setStatus);
+    m_library.SS_GetCompany(header.Company);
+    RemoveNull(header.Company);
+    return header;
+}
+
 bool RWSaveSet::OpenWithRecords(const std::string& file) {
     m_lastError.clear();
     const int16_t opened = m_library.SS_Open(file);
@@ -92,14 +103,9 @@ void RWSaveSet::ReadWSVRecord(const std::string& file, bool IsMaster, bool& Fail
         return;
     }
 
-    const int16_t angles = m_library.SS_GetNumAngles();
-    std::array<int16_t, 3> angleTypes{};
-    m_library.SS_GetAngleTypes(angleTypes);
-    std::string setStatus, company;
-    m_library.SS_GetStatus(setStatus);
-    m_library.SS_GetCompany(company);
-    RemoveNull(company);
-    m_ws.RecordCompany = company;
+    const SetHeader header = ReadSetHeader();
+    const int16_t angles = header.Angles;
+    m_ws.RecordCompany = header.Company;
 
     Matrix& reflectance = IsMaster ? m_ws.MasterReflectance : m_ws.TargetReflectance;
     std::string name2, system, notes, status, name, type;
@@ -245,14 +251,9 @@ bool RWSaveSet::ReadFandeck(const std::string& file, bool IsMaster) {
         m_ws.LastResult = kFalse;
         return false;
     }
-    const int16_t angles = m_library.SS_GetNumAngles();
-    std::array<int16_t, 3> angleTypes{};
-    m_library.SS_GetAngleTypes(angleTypes);
-    std::string setStatus, company;
-    m_library.SS_GetStatus(setStatus);
-    m_library.SS_GetCompany(company);
-    RemoveNull(company);
-    KeepFandeckHeader(angleTypes);
+    const SetHeader header = ReadSetHeader();
+    const int16_t angles = header.Angles;
+    KeepFandeckHeader(header.AngleTypes);
 
     const auto records = static_cast<std::size_t>(m_recordCount);
     FandeckCurves& curves =
@@ -283,7 +284,7 @@ bool RWSaveSet::ReadFandeck(const std::string& file, bool IsMaster) {
     RemoveNull(notes);
     RemoveNull(status);
     m_sensors.FindInstrument(id, type);
-    m_ws.RecordCompany = company;
+    m_ws.RecordCompany = header.Company;
     m_ws.RecordTileSetSerial = name2;
     m_ws.RecordSerial = system;
     m_ws.RecordOperator = notes;

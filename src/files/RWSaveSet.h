@@ -109,6 +109,14 @@ class RWSaveSet {
     // Opens the save set and takes its record count; false, with the reason in LastError() and
     // the save set closed, when it cannot be opened or holds no records.
     bool OpenWithRecords(const std::string& file);
+    // The open save set's header, asked in the library's reading order: angle count, angle
+    // types, status, company (cut at its first NUL).
+    struct SetHeader {
+        int16_t Angles = 0;
+        std::array<int16_t, 3> AngleTypes{};
+        std::string Company;
+    };
+    SetHeader ReadSetHeader();
     // Keeps the open save set's angle types, illuminants and CMC factors for the correlated copy.
     void KeepFandeckHeader(const std::array<int16_t, 3>& angleTypes);
     std::filesystem::path OutputPath(const std::string& name) const;
