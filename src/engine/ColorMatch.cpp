@@ -193,9 +193,16 @@ void FineSpectrum(std::span<const double> curve, std::span<double> fine) {
 }
 
 Xyz TristimulusBySummation(std::span<const double> curve) {
-    const FineTables& t = Tables();
     double fine[kFinePoints];
     FineSpectrum(curve, fine);
+    return TristimulusOfFineSpectrum(fine);
+}
+
+Xyz TristimulusOfFineSpectrum(std::span<const double> fine) {
+    if (fine.size() != static_cast<std::size_t>(kFinePoints)) {
+        throw Error("A 1 nm curve holds 391 values, 360 to 750 nm.");
+    }
+    const FineTables& t = Tables();
     double x = 0, y = 0, z = 0;
     for (int l = 0; l < kFinePoints; ++l) {
         const double w = fine[l] * t.s[l];

@@ -44,6 +44,10 @@ void FineSpectrum(std::span<const double> curve, std::span<double> fine);
 // folded weights of Tristimulus() are tested against.
 Xyz TristimulusBySummation(std::span<const double> curve);
 
+// Tristimulus values of a 391-point 1 nm reflectance curve in percent (360..750 nm), summed as
+// above with no interpolation; how the curve was made is the caller's business.
+Xyz TristimulusOfFineSpectrum(std::span<const double> fine);
+
 // The same numbers through 40x3 weights that fold Sprague, illuminant, observer and k together
 // (every step is linear). Agrees with TristimulusBySummation to about 1e-12; no validation.
 Xyz Tristimulus(const double* curve);

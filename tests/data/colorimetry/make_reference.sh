@@ -14,6 +14,10 @@
 #   argyll_fine_output.ti3 spec2cie's output for those, untouched
 #   argyll_lab.txt         one line per curve: name, L*, a*, b* (D65 white) from the 10 nm curve,
 #                          L*, a*, b* from the 1 nm curve, then the 40 values
+#   reference_exact.ti3    the synthetic curves that are smooth functions of wavelength, evaluated
+#                          at every nanometre from their formulas (no interpolation at all)
+#   argyll_exact_output.ti3 spec2cie's output for those, untouched
+#   argyll_exact_lab.txt   one line per such curve: name, L*, a*, b* (D65 white) of the exact curve
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 cie="$here/../../../data/cie/cie_test_colour_samples_5nm.csv"
@@ -127,4 +131,46 @@ awk '
         for (i = 5; i <= NF; i++) line = line " " $i
         print line
     }' argyll_output.ti3 argyll_fine_output.ti3 reference_spectra.ti3 > argyll_lab.txt
-echo "wrote $(wc -l < argyll_lab.txt) reference curves"
+
+# The smooth synthetic curves at every nanometre, from the same formulas with i = (nm - 360) / 10.
+exact=$(awk 'BEGIN {
+    split("Grey50 Grey18 WhiteWarm SaturatedBlue GreenBand Magenta NarrowSpike580 Ramp10to80", names, " ")
+    for (c = 1; c <= 8; c++) {
+        line = names[c] " 0.0 0.0 0.0"
+        for (nm = 360; nm <= 750; nm++) {
+            i = (nm - 360) / 10
+            if (c == 1) r = 50
+            if (c == 2) r = 18
+            if (c == 3) r = 90 + 0.1 * i
+            if (c == 4) r = 4 + 66 * exp(-((nm - 450) / 25) ^ 2)
+            if (c == 5) r = 5 + 60 * exp(-((nm - 530) / 30) ^ 2)
+            if (c == 6) r = 3 + 70 * exp(-((nm - 420) / 30) ^ 2) + 80 * exp(-((nm - 700) / 60) ^ 2)
+            if (c == 7) r = 2 + 90 * exp(-((nm - 580) / 10) ^ 2)
+            if (c == 8) r = 10 + 70 * i / 39
+            line = line " " sprintf("%.8f", r)
+        }
+        print line
+    }
+}')
+{
+    printf 'CTI3\n\nDESCRIPTOR "Tintara colorimetry exact curves at 1 nm"\nORIGINATOR "make_reference.sh"\n'
+    printf 'DEVICE_CLASS "OUTPUT"\nCOLOR_REP "RGB_LAB"\nSPECTRAL_BANDS "391"\n'
+    printf 'SPECTRAL_START_NM "360.000000"\nSPECTRAL_END_NM "750.000000"\nSPECTRAL_NORM "100.000000"\n\n'
+    printf 'NUMBER_OF_FIELDS 395\nBEGIN_DATA_FORMAT\nSAMPLE_ID RGB_R RGB_G RGB_B%s\nEND_DATA_FORMAT\n\n' "$fineFields"
+    printf 'NUMBER_OF_SETS 8\nBEGIN_DATA\n'
+    printf '%s\n' "$exact"
+    printf 'END_DATA\n'
+} > reference_exact.ti3
+
+spec2cie -n -i D65 -o 1964_10 reference_exact.ti3 argyll_exact_output.ti3
+
+awk '
+    /^BEGIN_DATA_FORMAT/ { getline header; nf = split(header, names, " "); next }
+    /^BEGIN_DATA$/ { inData = 1; next }
+    /^END_DATA$/ { inData = 0; next }
+    inData {
+        for (i = 1; i <= nf; i++) col[names[i]] = $i
+        print $1, col["D65LAB_L"], col["D65LAB_A"], col["D65LAB_B"]
+    }' argyll_exact_output.ti3 > argyll_exact_lab.txt
+
+echo "wrote $(wc -l < argyll_lab.txt) reference curves, $(wc -l < argyll_exact_lab.txt) exact ones"
