@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <string>
 
 #include "engine/CieTables.h"
@@ -16,6 +18,12 @@ namespace {
 constexpr double kPi = 3.14159265358979323846;
 constexpr double kDegrees = 180.0 / kPi;
 constexpr double kRadians = kPi / 180.0;
+// Cosines and sines of the fixed angles in the CIEDE2000 hue weighting.
+constexpr double kCos30 = 0.86602540378443864676;  // sqrt(3) / 2
+constexpr double kCos6 = 0.9945218953682733;
+constexpr double kSin6 = 0.10452846326765347;
+constexpr double kCos63 = 0.4539904997395468;
+constexpr double kSin63 = 0.8910065241883678;
 
 // CIE 15:2004, table 4 (Sprague end coefficients): the two extra points before the first and after
 // the last value, each from the six values nearest that end, divided by 209.
@@ -162,7 +170,7 @@ const Folded& FoldedTables() {
 double LabF(double t) {
     // CIE 15:2004, 8.2.1: cube root above (24/116)^3, the linear segment below.
     constexpr double kEpsilon = 216.0 / 24389.0;  // (6/29)^3
-    return t > kEpsilon ? std::cbrt(t) : (841.0 / 108.0) * t + 4.0 / 29.0;
+    return t > kEpsilon ? CubeRoot(t) : (841.0 / 108.0) * t + 4.0 / 29.0;
 }
 
 double Pow7(double v) {
@@ -190,6 +198,25 @@ void FineSpectrum(std::span<const double> curve, std::span<double> fine) {
     }
     double padded[kCurvePoints + 4];
     SpragueCore(curve.data(), kCurvePoints, 10, padded, fine.data());
+}
+
+double CubeRoot(double x) {
+    if (!(x >= 0x1p-1000 && x <= 0x1p1000))
+        return std::cbrt(x);  // zero, negatives, the extremes, infinities and NaN
+    // Start from the exponent divided by three (the bit pattern over three, shifted so that the
+    // estimate is within about 3 %), then two Halley steps, y <- y (y^3 + 2x) / (2y^3 + x), each
+    // tripling the correct digits, and a Newton step that settles the last bit.
+    std::uint64_t bits;
+    std::memcpy(&bits, &x, sizeof bits);
+    bits = bits / 3 + 0x2A9F7893782DA1CEULL;
+    double y;
+    std::memcpy(&y, &bits, sizeof y);
+    double y3 = y * y * y;
+    y = y * (y3 + 2.0 * x) / (2.0 * y3 + x);
+    y3 = y * y * y;
+    y = y * (y3 + 2.0 * x) / (2.0 * y3 + x);
+    y3 = y * y * y;
+    return y - (y3 - x) / (3.0 * y * y);
 }
 
 Xyz TristimulusBySummation(std::span<const double> curve) {
@@ -301,10 +328,20 @@ double Ciede2000(const Lab& standard, const Lab& trial) {
             hBar = (hBar - 360.0) / 2.0;
         }
     }
-    const double t = 1.0 - 0.17 * std::cos((hBar - 30.0) * kRadians) +
-                     0.24 * std::cos(2.0 * hBar * kRadians) +
-                     0.32 * std::cos((3.0 * hBar + 6.0) * kRadians) -
-                     0.20 * std::cos((4.0 * hBar - 63.0) * kRadians);
+    // T = 1 - 0.17 cos(h - 30) + 0.24 cos 2h + 0.32 cos(3h + 6) - 0.20 cos(4h - 63), taken from
+    // one cosine and one sine of h: the multiple angles by the double- and triple-angle identities,
+    // the offsets by the angle-sum identity. Agrees with four cosine calls to about 1e-15.
+    const double cosH = std::cos(hBar * kRadians);
+    const double sinH = std::sin(hBar * kRadians);
+    const double cos2H = 2.0 * cosH * cosH - 1.0;
+    const double sin2H = 2.0 * sinH * cosH;
+    const double cos3H = cosH * (2.0 * cos2H - 1.0);
+    const double sin3H = sinH * (2.0 * cos2H + 1.0);
+    const double cos4H = 2.0 * cos2H * cos2H - 1.0;
+    const double sin4H = 2.0 * sin2H * cos2H;
+    const double t = 1.0 - 0.17 * (cosH * kCos30 + sinH * 0.5) + 0.24 * cos2H +
+                     0.32 * (cos3H * kCos6 - sin3H * kSin6) -
+                     0.20 * (cos4H * kCos63 + sin4H * kSin63);
     const double hTerm = (hBar - 275.0) / 25.0;
     const double dTheta = 30.0 * std::exp(-hTerm * hTerm);
     const double cBarP7 = Pow7(cBar);
@@ -356,15 +393,32 @@ void ColorMatch::SetColorSpace(int16_t space) {
 }
 
 void ColorMatch::SetStandardSpectrum(std::span<const double> spectrum) {
-    CheckCurve(spectrum, "standard");
-    std::copy(spectrum.begin(), spectrum.end(), m_standard);
-    Describe(m_standard, m_standardColour);
+    SetCurve(spectrum, "standard", m_standard, m_standardColour);
 }
 
 void ColorMatch::SetTrialSpectrum(std::span<const double> spectrum) {
-    CheckCurve(spectrum, "trial");
-    std::copy(spectrum.begin(), spectrum.end(), m_trial);
-    Describe(m_trial, m_trialColour);
+    SetCurve(spectrum, "trial", m_trial, m_trialColour);
+}
+
+void ColorMatch::SetCurve(std::span<const double> spectrum, const char* role, double* curve,
+                          Colour& colour) const {
+    if (spectrum.size() != static_cast<std::size_t>(kCurvePoints))
+        CheckCurve(spectrum, role);
+    Colour described;
+    described.xyz = Tristimulus(spectrum.data());
+    CheckFinite(spectrum, role, described.xyz);
+    Complete(described);
+    std::copy(spectrum.begin(), spectrum.end(), curve);
+    colour = described;
+}
+
+void ColorMatch::CheckFinite(std::span<const double> spectrum, const char* role, const Xyz& xyz) {
+    // A NaN or an infinity anywhere in the curve makes X non-finite whatever the weight's sign
+    // (inf * w is infinite or, for w = 0, NaN, and no finite sum brings it back), so finite
+    // tristimulus values prove a finite curve and spare a separate pass. Only a suspect curve (or
+    // a finite one that overflows) is scanned point by point.
+    if (!std::isfinite(xyz.X) || !std::isfinite(xyz.Y) || !std::isfinite(xyz.Z))
+        CheckCurve(spectrum, role);
 }
 
 void ColorMatch::GetFineSpectrum(std::vector<double>& fine) const {
@@ -422,6 +476,10 @@ void ColorMatch::TrialCoordinates(std::span<double, 8> result) const {
 
 void ColorMatch::Describe(const double* curve, Colour& colour) const {
     colour.xyz = Tristimulus(curve);
+    Complete(colour);
+}
+
+void ColorMatch::Complete(Colour& colour) const {
     colour.cieLab = XyzToCieLab(colour.xyz, WhitePoint());
     Recolour(colour);
 }

@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <fstream>
 #include <limits>
 #include <random>
@@ -211,6 +213,78 @@ TEST(Colorimetry, Ciede2000MatchesSharmaWuDalalPairs) {
     }
 }
 
+// CIEDE2000 exactly as CIE 142-2001 writes it (four cosines in T), to hold the production
+// version, which takes T from one sine and cosine, to its numbers.
+double TextbookCiede2000(const Lab& p, const Lab& q) {
+    const double rad = std::acos(-1.0) / 180.0;
+    const auto hue = [&](double a, double b) {
+        if (a == 0 && b == 0)
+            return 0.0;
+        const double h = std::atan2(b, a) / rad;
+        return h < 0 ? h + 360 : h;
+    };
+    const double cBar = (std::hypot(p.a, p.b) + std::hypot(q.a, q.b)) / 2;
+    const double g =
+        0.5 * (1 - std::sqrt(std::pow(cBar, 7) / (std::pow(cBar, 7) + std::pow(25, 7))));
+    const double a1 = (1 + g) * p.a, a2 = (1 + g) * q.a;
+    const double c1 = std::hypot(a1, p.b), c2 = std::hypot(a2, q.b);
+    const double h1 = hue(a1, p.b), h2 = hue(a2, q.b);
+    double dh = 0, hBar = h1 + h2;
+    if (c1 * c2 != 0) {
+        dh = h2 - h1 > 180 ? h2 - h1 - 360 : (h2 - h1 < -180 ? h2 - h1 + 360 : h2 - h1);
+        hBar = std::fabs(h1 - h2) <= 180 ? hBar / 2 : (hBar < 360 ? hBar + 360 : hBar - 360) / 2;
+    }
+    const double dH = 2 * std::sqrt(c1 * c2) * std::sin(dh * rad / 2);
+    const double lBar = (p.L + q.L) / 2, cpBar = (c1 + c2) / 2;
+    const double t = 1 - 0.17 * std::cos((hBar - 30) * rad) + 0.24 * std::cos(2 * hBar * rad) +
+                     0.32 * std::cos((3 * hBar + 6) * rad) - 0.20 * std::cos((4 * hBar - 63) * rad);
+    const double sL = 1 + 0.015 * std::pow(lBar - 50, 2) / std::sqrt(20 + std::pow(lBar - 50, 2));
+    const double sC = 1 + 0.045 * cpBar, sH = 1 + 0.015 * cpBar * t;
+    const double rT = -2 * std::sqrt(std::pow(cpBar, 7) / (std::pow(cpBar, 7) + std::pow(25, 7))) *
+                      std::sin(60 * std::exp(-std::pow((hBar - 275) / 25, 2)) * rad);
+    const double l = (q.L - p.L) / sL, c = (c2 - c1) / sC, h = dH / sH;
+    return std::sqrt(l * l + c * c + h * h + rT * c * h);
+}
+
+TEST(Colorimetry, Ciede2000AgreesWithTheTextbookFormulaOnRandomPairs) {
+    std::mt19937 rng(5);
+    std::uniform_real_distribution<double> lightness(0, 100), axis(-120, 120), angle(0, 360);
+    for (int i = 0; i < 20000; ++i) {
+        const Lab p{lightness(rng), axis(rng), axis(rng)};
+        Lab q{lightness(rng), axis(rng), axis(rng)};
+        if (i % 4 == 1) {  // near-opposite hues, where the mean hue wraps
+            const double turn = (180.0 + (angle(rng) - 180.0) / 1000.0) * std::acos(-1.0) / 180;
+            q = {p.L + 1, p.a * std::cos(turn) - p.b * std::sin(turn),
+                 p.a * std::sin(turn) + p.b * std::cos(turn)};
+        } else if (i % 4 == 2) {  // a neutral against a colour
+            q.a = q.b = 0;
+        }
+        ASSERT_NEAR(colorimetry::Ciede2000(p, q), TextbookCiede2000(p, q), 1e-12) << i;
+    }
+}
+
+TEST(Colorimetry, CubeRootIsWithinOneUlpOfTheExactRootAndExactOnCubes) {
+    const auto ulpsApart = [](double x, double y) {
+        return std::llabs(std::bit_cast<std::int64_t>(x) - std::bit_cast<std::int64_t>(y));
+    };
+    if constexpr (std::numeric_limits<long double>::digits > 60) {
+        std::mt19937_64 rng(3);
+        std::uniform_real_distribution<double> exponent(-20.0, 20.0);
+        for (int i = 0; i < 200000; ++i) {
+            const double x = std::exp(exponent(rng));
+            const double exact = static_cast<double>(std::cbrt(static_cast<long double>(x)));
+            ASSERT_LE(ulpsApart(colorimetry::CubeRoot(x), exact), 1) << x;
+        }
+    }
+    for (int k = 1; k <= 20000; ++k) {
+        const double root = k / 64.0;  // exactly representable, as are the cubes
+        ASSERT_EQ(colorimetry::CubeRoot(root * root * root), root) << root;
+    }
+    for (const double x : {0.0, -8.0, 1e-310, 1e305, std::numeric_limits<double>::infinity()})
+        EXPECT_EQ(colorimetry::CubeRoot(x), std::cbrt(x)) << x;
+    EXPECT_TRUE(std::isnan(colorimetry::CubeRoot(std::nan(""))));
+}
+
 TEST(ColorMatch, DifferencesAreTrialMinusStandardInEitherSpaceAndZeroForEqualCurves) {
     const std::vector<ArgyllCase> cases = LoadArgyllCases();
     const Xyz& n = colorimetry::WhitePoint();
@@ -278,6 +352,8 @@ TEST(ColorMatch, RefusesBadCurvesKeepingThePreviousOneAndAcceptsNegativeReadings
         for (double v : after)
             EXPECT_TRUE(std::isfinite(v));
     }
+    // Finite but absurd readings overflow X, Y, Z without being refused: the curve is finite.
+    EXPECT_NO_THROW(plm.SetTrialSpectrum(Curve40(40, 1e308)));
 }
 
 }  // namespace
