@@ -23,9 +23,24 @@ here=$(cd "$(dirname "$0")" && pwd)
 cie="$here/../../../data/cie/cie_test_colour_samples_5nm.csv"
 cd "$here"
 
-fields=""
-nm=360
-while [ $nm -le 750 ]; do fields="$fields SPEC_$nm"; nm=$((nm + 10)); done
+# write_ti3 FILE DESCRIPTOR STEP ROWS: a CTI3 file of reflectance rows (id, three zero RGB values,
+# then one value per STEP nm from 360 to 750 nm, in percent).
+write_ti3() {
+    bands=$(( 390 / $3 + 1 ))
+    names=""
+    nm=360
+    while [ $nm -le 750 ]; do names="$names SPEC_$nm"; nm=$((nm + $3)); done
+    {
+        printf 'CTI3\n\nDESCRIPTOR "%s"\nORIGINATOR "make_reference.sh"\n' "$2"
+        printf 'DEVICE_CLASS "OUTPUT"\nCOLOR_REP "RGB_LAB"\nSPECTRAL_BANDS "%s"\n' "$bands"
+        printf 'SPECTRAL_START_NM "360.000000"\nSPECTRAL_END_NM "750.000000"\nSPECTRAL_NORM "100.000000"\n\n'
+        printf 'NUMBER_OF_FIELDS %s\nBEGIN_DATA_FORMAT\nSAMPLE_ID RGB_R RGB_G RGB_B%s\nEND_DATA_FORMAT\n\n' \
+            $((bands + 4)) "$names"
+        printf 'NUMBER_OF_SETS %s\nBEGIN_DATA\n' "$(printf '%s\n' "$4" | wc -l)"
+        printf '%s\n' "$4"
+        printf 'END_DATA\n'
+    } > "$1"
+}
 
 curves=$(awk -F, '
     function emit(name,    i, line) {
@@ -63,23 +78,11 @@ curves=$(awk -F, '
         for (i = 0; i < 40; i++) { r[i] = (i % 2 == 0) ? 30 : 40 }  emit("Comb30to40")
     }' "$cie")
 
-count=$(printf '%s\n' "$curves" | wc -l)
-{
-    printf 'CTI3\n\nDESCRIPTOR "Tintara colorimetry reference curves"\nORIGINATOR "make_reference.sh"\n'
-    printf 'DEVICE_CLASS "OUTPUT"\nCOLOR_REP "RGB_LAB"\nSPECTRAL_BANDS "40"\n'
-    printf 'SPECTRAL_START_NM "360.000000"\nSPECTRAL_END_NM "750.000000"\nSPECTRAL_NORM "100.000000"\n\n'
-    printf 'NUMBER_OF_FIELDS 44\nBEGIN_DATA_FORMAT\nSAMPLE_ID RGB_R RGB_G RGB_B%s\nEND_DATA_FORMAT\n\n' "$fields"
-    printf 'NUMBER_OF_SETS %s\nBEGIN_DATA\n' "$count"
-    printf '%s\n' "$curves" | awk '{ $1 = $1 " 0.0 0.0 0.0"; print }'
-    printf 'END_DATA\n'
-} > reference_spectra.ti3
-
+write_ti3 reference_spectra.ti3 "Tintara colorimetry reference curves" 10 \
+    "$(printf '%s\n' "$curves" | awk '{ $1 = $1 " 0.0 0.0 0.0"; print }')"
 spec2cie -n -i D65 -o 1964_10 reference_spectra.ti3 argyll_output.ti3
 
 # The 1 nm curves: Sprague with the CIE end coefficients, ten steps per interval.
-fineFields=""
-nm=360
-while [ $nm -le 750 ]; do fineFields="$fineFields SPEC_$nm"; nm=$((nm + 1)); done
 fine=$(printf '%s\n' "$curves" | awk '
     {
         n = 40
@@ -104,16 +107,7 @@ fine=$(printf '%s\n' "$curves" | awk '
         }
         print line " " sprintf("%.8f", f[n - 1])
     }')
-{
-    printf 'CTI3\n\nDESCRIPTOR "Tintara colorimetry reference curves at 1 nm"\nORIGINATOR "make_reference.sh"\n'
-    printf 'DEVICE_CLASS "OUTPUT"\nCOLOR_REP "RGB_LAB"\nSPECTRAL_BANDS "391"\n'
-    printf 'SPECTRAL_START_NM "360.000000"\nSPECTRAL_END_NM "750.000000"\nSPECTRAL_NORM "100.000000"\n\n'
-    printf 'NUMBER_OF_FIELDS 395\nBEGIN_DATA_FORMAT\nSAMPLE_ID RGB_R RGB_G RGB_B%s\nEND_DATA_FORMAT\n\n' "$fineFields"
-    printf 'NUMBER_OF_SETS %s\nBEGIN_DATA\n' "$count"
-    printf '%s\n' "$fine"
-    printf 'END_DATA\n'
-} > reference_fine.ti3
-
+write_ti3 reference_fine.ti3 "Tintara colorimetry reference curves at 1 nm" 1 "$fine"
 spec2cie -n -i D65 -o 1964_10 reference_fine.ti3 argyll_fine_output.ti3
 
 # Pair spec2cie's D65-relative L*a*b* (both runs) with the input curves, by sample id.
@@ -152,16 +146,7 @@ exact=$(awk 'BEGIN {
         print line
     }
 }')
-{
-    printf 'CTI3\n\nDESCRIPTOR "Tintara colorimetry exact curves at 1 nm"\nORIGINATOR "make_reference.sh"\n'
-    printf 'DEVICE_CLASS "OUTPUT"\nCOLOR_REP "RGB_LAB"\nSPECTRAL_BANDS "391"\n'
-    printf 'SPECTRAL_START_NM "360.000000"\nSPECTRAL_END_NM "750.000000"\nSPECTRAL_NORM "100.000000"\n\n'
-    printf 'NUMBER_OF_FIELDS 395\nBEGIN_DATA_FORMAT\nSAMPLE_ID RGB_R RGB_G RGB_B%s\nEND_DATA_FORMAT\n\n' "$fineFields"
-    printf 'NUMBER_OF_SETS 8\nBEGIN_DATA\n'
-    printf '%s\n' "$exact"
-    printf 'END_DATA\n'
-} > reference_exact.ti3
-
+write_ti3 reference_exact.ti3 "Tintara colorimetry exact curves at 1 nm" 1 "$exact"
 spec2cie -n -i D65 -o 1964_10 reference_exact.ti3 argyll_exact_output.ti3
 
 awk '
