@@ -405,9 +405,8 @@ void ColorMatch::SetCurve(std::span<const double> spectrum, const char* role, do
     if (spectrum.size() != static_cast<std::size_t>(kCurvePoints))
         CheckCurve(spectrum, role);
     Colour described;
-    described.xyz = Tristimulus(spectrum.data());
+    Describe(spectrum.data(), described);
     CheckFinite(spectrum, role, described.xyz);
-    Complete(described);
     std::copy(spectrum.begin(), spectrum.end(), curve);
     colour = described;
 }
@@ -476,10 +475,6 @@ void ColorMatch::TrialCoordinates(std::span<double, 8> result) const {
 
 void ColorMatch::Describe(const double* curve, Colour& colour) const {
     colour.xyz = Tristimulus(curve);
-    Complete(colour);
-}
-
-void ColorMatch::Complete(Colour& colour) const {
     colour.cieLab = XyzToCieLab(colour.xyz, WhitePoint());
     Recolour(colour);
 }

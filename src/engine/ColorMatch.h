@@ -129,7 +129,6 @@ class ColorMatch {
     static void CheckFinite(std::span<const double> spectrum, const char* role,
                             const colorimetry::Xyz& xyz);
     void Describe(const double* curve, Colour& colour) const;
-    void Complete(Colour& colour) const;  // everything after X, Y, Z
     void Recolour(Colour& colour) const;
     static void Coordinates(const Colour& colour, std::span<double, 8> result);
     static void CheckIndex(int index);

@@ -23,6 +23,18 @@ here=$(cd "$(dirname "$0")" && pwd)
 cie="$here/../../../data/cie/cie_test_colour_samples_5nm.csv"
 cd "$here"
 
+# lab_of FILE: one line per row of a spec2cie output file: sample id, D65LAB_L, _A, _B.
+lab_of() {
+    awk '
+        /^BEGIN_DATA_FORMAT/ { getline header; nf = split(header, names, " "); next }
+        /^BEGIN_DATA$/ { inData = 1; next }
+        /^END_DATA$/ { inData = 0; next }
+        inData {
+            for (i = 1; i <= nf; i++) col[names[i]] = $i
+            print $1, col["D65LAB_L"], col["D65LAB_A"], col["D65LAB_B"]
+        }' "$1"
+}
+
 # write_ti3 FILE DESCRIPTOR STEP ROWS: a CTI3 file of reflectance rows (id, three zero RGB values,
 # then one value per STEP nm from 360 to 750 nm, in percent).
 write_ti3() {
@@ -111,20 +123,17 @@ write_ti3 reference_fine.ti3 "Tintara colorimetry reference curves at 1 nm" 1 "$
 spec2cie -n -i D65 -o 1964_10 reference_fine.ti3 argyll_fine_output.ti3
 
 # Pair spec2cie's D65-relative L*a*b* (both runs) with the input curves, by sample id.
-awk '
-    /^BEGIN_DATA_FORMAT/ { getline header; nf = split(header, names, " "); next }
-    /^BEGIN_DATA$/ { inData = 1; next }
-    /^END_DATA$/ { inData = 0; next }
-    inData && FILENAME ~ /output/ {
-        for (i = 1; i <= nf; i++) col[names[i]] = $i
-        lab[FILENAME, $1] = col["D65LAB_L"] " " col["D65LAB_A"] " " col["D65LAB_B"]
-        next
-    }
-    inData {
-        line = $1 " " lab["argyll_output.ti3", $1] " " lab["argyll_fine_output.ti3", $1]
-        for (i = 5; i <= NF; i++) line = line " " $i
+lab_of argyll_output.ti3 > ten.tmp
+lab_of argyll_fine_output.ti3 > one.tmp
+printf '%s\n' "$curves" | awk '
+    FILENAME == "ten.tmp" { ten[$1] = $2 " " $3 " " $4; next }
+    FILENAME == "one.tmp" { one[$1] = $2 " " $3 " " $4; next }
+    {
+        line = $1 " " ten[$1] " " one[$1]
+        for (i = 2; i <= NF; i++) line = line " " $i
         print line
-    }' argyll_output.ti3 argyll_fine_output.ti3 reference_spectra.ti3 > argyll_lab.txt
+    }' ten.tmp one.tmp - > argyll_lab.txt
+rm -f ten.tmp one.tmp
 
 # The smooth synthetic curves at every nanometre, from the same formulas with i = (nm - 360) / 10.
 exact=$(awk 'BEGIN {
@@ -149,13 +158,6 @@ exact=$(awk 'BEGIN {
 write_ti3 reference_exact.ti3 "Tintara colorimetry exact curves at 1 nm" 1 "$exact"
 spec2cie -n -i D65 -o 1964_10 reference_exact.ti3 argyll_exact_output.ti3
 
-awk '
-    /^BEGIN_DATA_FORMAT/ { getline header; nf = split(header, names, " "); next }
-    /^BEGIN_DATA$/ { inData = 1; next }
-    /^END_DATA$/ { inData = 0; next }
-    inData {
-        for (i = 1; i <= nf; i++) col[names[i]] = $i
-        print $1, col["D65LAB_L"], col["D65LAB_A"], col["D65LAB_B"]
-    }' argyll_exact_output.ti3 > argyll_exact_lab.txt
+lab_of argyll_exact_output.ti3 > argyll_exact_lab.txt
 
 echo "wrote $(wc -l < argyll_lab.txt) reference curves, $(wc -l < argyll_exact_lab.txt) exact ones"
