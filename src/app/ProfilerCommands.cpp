@@ -11,6 +11,7 @@
 #include "app/ToleranceDialog.h"
 #include "engine/Tolerances.h"
 #include "workspace/Error.h"
+#include "workspace/ProgramFiles.h"
 
 namespace tintara {
 
@@ -220,7 +221,7 @@ void ProfilerCommands::Form_Activate() {
         return;
     if (!m_ui.InitialiseWindow()) {
         Message("File Read Error", "The picture " +
-                                       (m_programFolder / "Profiler_Background.jpg").string() +
+                                       ProgramFile(m_programFolder, "Profiler_Background.jpg").string() +
                                        " could not be loaded");
     }
     m_ui.LetEventsRun();
