@@ -39,7 +39,7 @@ install(FILES ${TINTARA_ASSETS} ${TINTARA_PACKAGING_DIR}/Profiler.ini
         DESTINATION ${CMAKE_INSTALL_DATADIR}/tintara)
 install(FILES ${CMAKE_BINARY_DIR}/man/tintara.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES ${TINTARA_PACKAGING_DIR}/copyright ${CMAKE_BINARY_DIR}/doc/changelog.Debian.gz
-        DESTINATION ${CMAKE_INSTALL_DOCDIR})
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/tintara)
 if(TINTARA_GUI)
     install(TARGETS tintara-profiler RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
     install(FILES ${CMAKE_BINARY_DIR}/man/tintara-profiler.1.gz

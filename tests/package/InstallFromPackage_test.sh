@@ -34,8 +34,9 @@ depends=$(field Depends)
 echo "Depends: $depends"
 needed=(libc6 libstdc++6 liblcms2-2 libsqlite3-0 fonts-liberation)
 [ "$withGui" = ON ] && needed+=(libqt6widgets6 libqt6printsupport6 libqt6charts6)
+dependNames=$(sed 's/ *([^)]*)//g; s/, */\n/g' <<<"$depends")
 for p in "${needed[@]}"; do
-    grep -Eq "(^|, )$p( |,|$)" <<<"$depends" || fail "Depends lacks $p"
+    grep -qxF "$p" <<<"$dependNames" || fail "Depends lacks $p"
 done
 version=$(field Version)
 
