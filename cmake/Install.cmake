@@ -75,15 +75,16 @@ set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "fonts-liberation")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "profiles one spectrophotometer to another")
+# CPack puts the summary on the first line; this is the extended part (lines under 80 columns).
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
-    "profiles one spectrophotometer to another
-Tintara Profiler is a tool for colour laboratories. From the readings of the same
-ceramic calibration tiles on a Target and a Master spectrophotometer it computes
-per-wavelength correction coefficients (offset, gain, linearity, wavelength) and
-writes them to a coefficient file. It converts Target save sets (fandecks,
-legacy data) to read like the Master, compares fandecks measured on both
-instruments against single-sample and average colour-difference tolerances,
-and prints reports and certificates.
+    "Tintara Profiler is a tool for colour laboratories. From the readings
+of the same ceramic calibration tiles on a Target and a Master
+spectrophotometer it computes per-wavelength correction coefficients
+(offset, gain, linearity, wavelength) and writes them to a coefficient
+file. It converts Target save sets (fandecks, legacy data) to read like
+the Master, compares fandecks measured on both instruments against
+single-sample and average colour-difference tolerances, and prints
+reports and certificates.
 .
 This package holds the desktop application tintara-profiler and the
 command-line tool tintara, which drive the same functions; tintara also

@@ -220,9 +220,9 @@ void ProfilerCommands::Form_Activate() {
     if (m_ws.WindowInitialised)
         return;
     if (!m_ui.InitialiseWindow()) {
-        Message("File Read Error", "The picture " +
-                                       ProgramFile(m_programFolder, "Profiler_Background.jpg").string() +
-                                       " could not be loaded");
+        Message("File Read Error",
+                "The picture " + ProgramFile(m_programFolder, "Profiler_Background.jpg").string() +
+                    " could not be loaded");
     }
     m_ui.LetEventsRun();
     m_ws.WindowInitialised = true;

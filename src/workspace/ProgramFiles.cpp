@@ -13,7 +13,8 @@ std::filesystem::path InstalledDataFolder() {
     return std::filesystem::path(TINTARA_INSTALLED_DATA_FOLDER);
 }
 
-std::optional<std::filesystem::path> ProgramDataFolder(const std::filesystem::path& programDirectory) {
+std::optional<std::filesystem::path> ProgramDataFolder(
+    const std::filesystem::path& programDirectory) {
     std::error_code ec;
     const auto folder = (programDirectory / InstalledDataFolder()).lexically_normal();
     if (std::filesystem::is_directory(folder, ec))

@@ -12,7 +12,8 @@ namespace tintara {
 std::filesystem::path InstalledDataFolder();
 
 // `programDirectory`/InstalledDataFolder() when that folder exists (an installed program).
-std::optional<std::filesystem::path> ProgramDataFolder(const std::filesystem::path& programDirectory);
+std::optional<std::filesystem::path> ProgramDataFolder(
+    const std::filesystem::path& programDirectory);
 
 // The program's own file `name`: beside the executable when it is there (the build tree copies
 // the pictures there), else in the installed data folder when that folder exists, else beside the

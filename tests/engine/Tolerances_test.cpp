@@ -144,8 +144,8 @@ TEST(Tolerances, AnInstalledProgramReadsTheShippedProfilerIniLast) {
 }
 
 TEST(Tolerances, TheShippedProfilerIniHoldsTheDefaultsInTheWrittenForm) {
-    const auto shipped = fs::path(TINTARA_TEST_DATA).parent_path().parent_path() / "packaging" /
-                         "Profiler.ini";
+    const auto shipped =
+        fs::path(TINTARA_TEST_DATA).parent_path().parent_path() / "packaging" / "Profiler.ini";
     const ToleranceReadResult read = ReadTolerances(shipped);
     EXPECT_FALSE(read.ErrorNoted) << read.Detail;
     EXPECT_EQ(read.Settings, (ToleranceSettings{0.5, 0.5, 0}));
