@@ -101,15 +101,25 @@ void Paint::BuildEmptyCorrelationGrid() {
 }
 
 void Paint::WriteInstrumentPanels(std::optional<char> geometryLetter) {
-    if (geometryLetter) {
-        // A status shorter than three characters has no geometry letter to replace.
-        if (m_ws.MasterStatus.size() >= 3)
-            m_ws.MasterStatus[2] = *geometryLetter;
-        if (m_ws.TargetStatus.size() >= 3)
-            m_ws.TargetStatus[2] = *geometryLetter;
+    if (!geometryLetter) {
+        InstrumentPanel1 = "Master : " + m_ws.MasterType + "   /   " + m_ws.MasterStatus;
+        InstrumentPanel2 = "Target : " + m_ws.TargetType + "   /   " + m_ws.TargetStatus;
+        return;
     }
-    InstrumentPanel1 = "Master : " + m_ws.MasterType + "   /   " + m_ws.MasterStatus;
-    InstrumentPanel2 = "Target : " + m_ws.TargetType + "   /   " + m_ws.TargetStatus;
+    // The compare and performance views show the fandecks, in the geometry on show; the tile
+    // sets' status (which profiling checks) is left alone.
+    // Without a fandeck read, the tile sets are on show, as they were measured.
+    const auto panel = [&](const char* side, GlobalVariables::FandeckIdentity& fandeck,
+                           const std::string& tileType, const std::string& tileStatus) {
+        if (fandeck.File.empty())
+            return std::string(side) + " : " + tileType + "   /   " + tileStatus;
+        // A status shorter than three characters has no geometry letter to replace.
+        if (fandeck.Status.size() >= 3)
+            fandeck.Status[2] = *geometryLetter;
+        return std::string(side) + " : " + fandeck.Type + "   /   " + fandeck.Status;
+    };
+    InstrumentPanel1 = panel("Master", m_ws.MasterFandeck, m_ws.MasterType, m_ws.MasterStatus);
+    InstrumentPanel2 = panel("Target", m_ws.TargetFandeck, m_ws.TargetType, m_ws.TargetStatus);
 }
 
 void Paint::RefreshDisplay() {

@@ -248,18 +248,6 @@ TEST(MenuRoad, EachCommandsFilesGoWhereChosenAndCancelsChangeNothingButTheCorrel
 
 // ---- every refusal of the file, coefficient and fandeck commands --------------------------------
 
-// The demo pair with a 12-sample fandeck and its SCI coefficient file, made once.
-const std::pair<test::DemoFiles, std::filesystem::path>& Demo() {
-    static const auto demo = [] {
-        CommandHarness h("refusal-demo");
-        const auto files = test::WriteSmallDemo(h.folder, 12);
-        test::ProfileIntoCcf(h, files, h.folder / "sci.ccf", true);
-        EXPECT_EQ(h.Messages(), "");
-        return std::pair(files, h.folder / "sci.ccf");
-    }();
-    return demo;
-}
-
 // `pattern` is the text, or the text's start, "...", and something the rest holds.
 bool Matches(const std::string& pattern, const std::string& text) {
     const auto dots = pattern.find("...");
@@ -291,10 +279,10 @@ std::string File(CommandHarness& h, const std::string& name) {
         {"target in SCE", [&] { return set({.status = "PBEI01", .instrument = 186}); }},
         {"8 of the demo Target", [&] { return set({.records = 8, .instrument = 179}); }},
         {"12 of a Color i7", [&] { return set({.records = 12}); }},
-        {"demo Master fandeck", [] { return Demo().first.masterFandeck; }},
-        {"demo Target fandeck", [] { return Demo().first.targetFandeck; }},
-        {"demo coefficients", [] { return Demo().second; }},
-        {"demo coefficients copy", [&] { return write("pair.ccf", Text(Demo().second).c_str()); }},
+        {"demo Master fandeck", [] { return test::SharedDemo().first.masterFandeck; }},
+        {"demo Target fandeck", [] { return test::SharedDemo().first.targetFandeck; }},
+        {"demo coefficients", [] { return test::SharedDemo().second; }},
+        {"demo coefficients copy", [&] { return write("pair.ccf", Text(test::SharedDemo().second).c_str()); }},
         {"damaged coefficients", [&] { return write("bad.ccf", "186\r\nshort\r\n"); }},
         {"no save set", [&] { return write("junk.wsv", "junk"); }},
         {"missing", [&] { return h.folder / "gone.wsv"; }},
@@ -385,7 +373,7 @@ TEST(Refusals, EveryRefusalShowsItsTitleAndTextAndChangesNothingElse) {
         {"new", none, C::SaveCorrelatedFandeck,
          "Data Error: There is no Correlated Fandeck data to save - convert a fandeck first"},
     };
-    Demo();  // made first: every harness points TINTARA_HOME at its own folder
+    test::SharedDemo();  // made first: every harness points TINTARA_HOME at its own folder
     for (const Row& row : rows) {
         CommandHarness h("refusal");
         SCOPED_TRACE(std::string(row.files) + " -> " +
