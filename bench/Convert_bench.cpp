@@ -88,7 +88,8 @@ void ReadConvertAndCompare(GlobalVariables& ws, RWSaveSet& saveSets, Utility& ut
         throw std::runtime_error(saveSets.LastError());
     ws.MasterSaveSetLoaded = true;
     ws.CoefficientFile = f.ccf.string();
-    if (saveSets.ReadFandeckandBuildCorrelatedData(f.target.string()) != RWSaveSet::kCorrelationDone)
+    if (saveSets.ReadFandeckandBuildCorrelatedData(f.target.string()) !=
+        RWSaveSet::kCorrelationDone)
         throw std::runtime_error(saveSets.LastError());
     utility.ProcessCorrelatedDeltas();
 }

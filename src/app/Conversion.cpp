@@ -23,10 +23,6 @@ int16_t ProfilerCommands::BuildCorrelatedData() {
     return result;
 }
 
-std::string ProfilerCommands::ConversionProblem() const {
-    return kReadProblem + std::string("\r\n\r\n") + m_saveSets.LastError();
-}
-
 ProfilerCommands::ProfileInstruments ProfilerCommands::ProfileInstrumentTypes() const {
     ProfileInstruments names;
     const ProfileCorrector& corrector = m_saveSets.Corrector();
@@ -58,8 +54,10 @@ std::string ProfilerCommands::MergeQuestion(const std::string& file) const {
     const std::string title = FileTitle(file);
     std::string text;
     if (minePresent) {
-        text = title + " already holds " + mine + " coefficients for these instruments. They will "
-               "be replaced by the " + mine + " coefficients calculated now";
+        text = title + " already holds " + mine +
+               " coefficients for these instruments. They will "
+               "be replaced by the " +
+               mine + " coefficients calculated now";
         text += otherPresent ? "; its " + other + " coefficients stay as they are." : ".";
     } else if (otherPresent) {
         text = title + " holds " + other + " coefficients for these instruments. The " + mine +
@@ -86,9 +84,9 @@ void ProfilerCommands::SaveCoefficients_Click() {
             return;
         // An existing file of the same instruments is merged into, not replaced: say how.
         if (const std::string question = MergeQuestion(file); !question.empty()) {
-            const int16_t answer = m_ui.ShowMessage(MessageBoxRequest{
-                "Correlated Coefficient File", question, MessageIcon::Question,
-                MessageButtons::YesNo, ""});
+            const int16_t answer = m_ui.ShowMessage(
+                MessageBoxRequest{"Correlated Coefficient File", question, MessageIcon::Question,
+                                  MessageButtons::YesNo, ""});
             if (answer != kResultYes)
                 return;
         }

@@ -29,8 +29,9 @@ void ProfilerCommands::MasterInstrumentSaveSet_Click() {
             m_ws.MasterSaveSetFile = file;
             if (!m_saveSets.ReadMasterFandeck())
                 throw IoError(m_saveSets.LastError());
-            SetStatus(StatusBarId::InstrumentBar, 1,
-                      "Master : " + m_ws.MasterFandeck.Type + "   /   " + m_ws.MasterFandeck.Status);
+            SetStatus(
+                StatusBarId::InstrumentBar, 1,
+                "Master : " + m_ws.MasterFandeck.Type + "   /   " + m_ws.MasterFandeck.Status);
             SetStatus(StatusBarId::FileStatusBar, 1, "Master SaveSet is " + FileTitle(file));
             m_ws.MasterSaveSetLoaded = true;
         } catch (const std::exception& error) {
@@ -120,7 +121,8 @@ void ProfilerCommands::GenerateConvData_Click() {
                         "Profile Master - " + profile.Master + "\r\nProfile Target - " +
                             profile.Target + "\r\nSaveSet Instrument - " + m_ws.TargetFandeck.Type);
             } else if (result == kFandeckUnreadable) {
-                m_ws.LastResult = Message("File Read Error", ConversionProblem());
+                m_ws.LastResult = Message("File Read Error", kReadProblem, MessageIcon::Exclamation,
+                                          m_saveSets.LastError());
             }
         }
         UpdateCommandState(m_ws, m_menu);
@@ -144,7 +146,8 @@ void ProfilerCommands::GenerateCSS_Click() {
             return;
         }
         if (result == kFandeckUnreadable) {
-            m_ws.LastResult = Message("File Read Error", ConversionProblem());
+            m_ws.LastResult = Message("File Read Error", kReadProblem, MessageIcon::Exclamation,
+                                      m_saveSets.LastError());
             return;
         }
         if (result == kConversionDone && m_ws.MasterSaveSetLoaded && m_ws.CorrelatedFandeckReady) {

@@ -160,8 +160,6 @@ class ProfilerCommands {
     // Hands the coefficient file to the correction object and converts the Target fandeck;
     // returns one of the conversion results. On success the correlated fandeck is ready.
     int16_t BuildCorrelatedData();
-    // Why the last conversion could not read its files.
-    std::string ConversionProblem() const;
     struct ProfileInstruments {
         std::string Master, Target;
     };

@@ -44,13 +44,16 @@ int RunCompare(const Arguments& arguments, CommandContext& context) {
         session.Run(C::WizardPerformance, ready);
     }
 
+    // SCI unless asked for SCE, or the Master fandeck holds SCE only. (The view on show has
+    // written its letter into the status by now, so the angle count decides.)
     const GlobalVariables& ws = session.ws;
     const std::string& status = ws.MasterFandeck.Status;
-    const bool masterSce = status.size() >= 3 && status[2] == 'E';
+    const bool oneAngle = ws.MasterFandeck.AngleCount < 2;
+    const bool masterSce = oneAngle && status.size() >= 3 && status[2] == 'E';
     const Geometry geometry = args.Has("--sce") || masterSce ? Geometry::SCE : Geometry::SCI;
     const auto holds = [&](Geometry g) {
-        return ws.MasterFandeck.AngleCount >= 2 || (status.size() >= 3 && status[2] == 'I') ==
-                                                       (g == Geometry::SCI);
+        return ws.MasterFandeck.AngleCount >= 2 ||
+               (status.size() >= 3 && status[2] == 'I') == (g == Geometry::SCI);
     };
     if (!holds(geometry)) {
         throw Error(master + " holds " + (geometry == Geometry::SCE ? "SCI" : "SCE") +

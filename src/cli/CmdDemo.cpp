@@ -115,8 +115,8 @@ void ProfileGeometry(DemoRun& run, bool sci) {
                     << run.coefficientFile.filename().string() << " (SCI block "
                     << (ws.SCICoefficientsPresent ? "real" : "placeholder") << ", SCE block "
                     << (ws.SCECoefficientsPresent ? "real" : "placeholder") << ")\n";
-    run.context.out << "  " << ws.TileCount << " per-tile result save sets in "
-                    << results.string() << "\n";
+    run.context.out << "  " << ws.TileCount << " per-tile result save sets in " << results.string()
+                    << "\n";
     // The profile component report and the Certificate of Instrument Performance of this run.
     session.commands.Execute(C::SaveProCompRep);
     session.Run(C::ToPrinter, [](auto& s) { return s.ui.Printed; });

@@ -75,8 +75,8 @@ void Utility::ProcessCorrelatedDeltas() {
 
     ws.SampleCount = static_cast<int32_t>(samples);
     const std::vector<std::string>& names = ws.MasterFandeck.Names;
-    ws.SampleNames.assign(names.begin(),
-                          names.begin() + static_cast<std::ptrdiff_t>(std::min(samples, names.size())));
+    ws.SampleNames.assign(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(
+                                                             std::min(samples, names.size())));
     ws.SampleNames.resize(samples);
     ws.SampleDeltas.Resize(samples + 1, kSampleDeltaColumns);
 

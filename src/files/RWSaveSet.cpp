@@ -368,7 +368,11 @@ void RWSaveSet::WriteCorrelatedResults() {
     std::string status = source.Status;
     if (status.size() >= 2)
         status[1] = 'P';
-    const std::string notes = kCorrelatedNotes + m_ws.MasterType;
+    // The Master the coefficient file profiles to, whatever tile sets are loaded.
+    const std::string notes =
+        kCorrelatedNotes +
+        (m_corrector.Loaded() ? m_sensors.FindInstrument(m_corrector.Contents().Master.InstrumentID)
+                              : m_ws.MasterType);
     const FandeckCurves& corrected = m_ws.CorrelatedFandeckReflectance;
 
     m_library.SS_SetVersion(5);

@@ -55,8 +55,7 @@ int16_t RWSaveSet::ReadFandeckandBuildCorrelatedData(const std::string& file,
     }
     const CoefficientFileContents& coefficients = m_corrector.Contents();
     if (fandeck.InstrumentID != coefficients.Target.InstrumentID) {
-        m_lastError = file + " was measured on instrument " +
-                      std::to_string(fandeck.InstrumentID) +
+        m_lastError = file + " was measured on instrument " + std::to_string(fandeck.InstrumentID) +
                       ", the coefficient file profiles instrument " +
                       std::to_string(coefficients.Target.InstrumentID);
         return kCorrelationInstrumentMismatch;

@@ -238,8 +238,8 @@ void GridView::Sync() {
         int width = chrome;
         for (const int w : widths)
             width += w;
-        const int left = parentWidget() ? std::max(0, (available - width) / 2)
-                                        : Pixels(m_grid.Left);
+        const int left =
+            parentWidget() ? std::max(0, (available - width) / 2) : Pixels(m_grid.Left);
         setGeometry(left, Pixels(m_grid.Top), width, Pixels(m_grid.Height));
     }
     for (int c = 0; c < m_grid.Cols(); ++c)

@@ -1,13 +1,13 @@
 #include "gui/Profiler.h"
 
-#include <QDateTime>
-#include <QLocale>
 #include <QAction>
 #include <QCloseEvent>
 #include <QContextMenuEvent>
+#include <QDateTime>
 #include <QDockWidget>
 #include <QLabel>
 #include <QLinearGradient>
+#include <QLocale>
 #include <QMenu>
 #include <QMenuBar>
 #include <QPainter>
@@ -146,10 +146,10 @@ Profiler::Profiler(GlobalVariables& ws, const QString& programFolder, QWidget* p
         m_ws, *m_ui, std::filesystem::path(programFolder.toStdString()));
     // Reports and certificates carry the date in the user's short date format.
     m_commands->DateText = [](std::chrono::system_clock::time_point when) {
-        const QDate date = QDateTime::fromSecsSinceEpoch(std::chrono::duration_cast<std::chrono::seconds>(
-                                                             when.time_since_epoch())
-                                                             .count())
-                               .date();
+        const QDate date =
+            QDateTime::fromSecsSinceEpoch(
+                std::chrono::duration_cast<std::chrono::seconds>(when.time_since_epoch()).count())
+                .date();
         return QLocale::system().toString(date, QLocale::ShortFormat).toStdString();
     };
 

@@ -208,8 +208,8 @@ std::string QtUserInterface::ChooseFile(const FileDialogRequest& request) {
             const QFileDialog::Options options = request.CommandAsksBeforeOverwrite
                                                      ? QFileDialog::DontConfirmOverwrite
                                                      : QFileDialog::Options();
-            chosen = QFileDialog::getSaveFileName(&m_window, caption, start, filter, nullptr,
-                                                  options);
+            chosen =
+                QFileDialog::getSaveFileName(&m_window, caption, start, filter, nullptr, options);
             chosen = WithDefaultSuffix(chosen, request.Filter);
         }
     }

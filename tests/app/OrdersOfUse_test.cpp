@@ -56,11 +56,10 @@ TEST(OrdersOfUse, AComparisonAfterAConversionJudgesTheFandecksNowLoaded) {
     const ResultGridModel& grid = h.commands->Grid();
     EXPECT_EQ(grid.TextMatrix(grid.Rows() - 1, grid.Cols() - 1), "0.00");
 
-    // The Target fandeck that was converted, compared again: still judged as measured, because
-    // nothing converted it since it was chosen again.
+    // The Target fandeck that was converted, loaded again: its conversion counts once more.
     PerformanceWizard(h, demo.masterFandeck, demo.targetFandeck);
     const auto n = static_cast<std::size_t>(h.ws.SampleCount);
-    EXPECT_EQ(h.ws.SampleDeltas(n, CorrectedColumn(Geometry::SCI) + 3),
+    EXPECT_LT(h.ws.SampleDeltas(n, CorrectedColumn(Geometry::SCI) + 3),
               h.ws.SampleDeltas(n, UncorrectedColumn(Geometry::SCI) + 3));
 }
 
@@ -152,6 +151,11 @@ TEST(OrdersOfUse, ARefusedMasterAfterAGoodPairLeavesNothingToGenerateOrSave) {
     h.ui.Files = {(h.folder / "thirty.wsv").string()};
     h.ui.GeometryAnswers = {true};
     h.commands->Execute(C::MasterInstrumentTileSet);
+    // The spec's text, with the reader's reason as the detail text.
+    ASSERT_EQ(h.ui.Messages.size(), 1u);
+    EXPECT_NE(h.ui.Messages[0].DetailText.find("thirty.wsv: the save set holds 30 records"),
+              std::string::npos)
+        << h.ui.Messages[0].DetailText;
     EXPECT_TRUE(h.Messages().starts_with("File Read Error: There is a problem"));
     EXPECT_FALSE(h.ws.MasterTilesSelected || h.ws.TargetTilesSelected ||
                  h.ws.CoefficientsCalculated);
@@ -211,6 +215,62 @@ TEST(OrdersOfUse, FandecksFirstThenTheCoefficientFileMakesGenerateUsable) {
     EXPECT_TRUE(h.commands->Menu().Available(C::GenerateConvData));
     h.commands->Execute(C::GenerateCSS);
     EXPECT_TRUE(h.ws.PerformanceDataReady);
+}
+
+TEST(WindowTexts, DisplaySavesAndConversionsSayWhatHappened) {
+    const auto& [demo, ccf] = test::SharedDemo();
+    CommandHarness h("window-texts");
+    h.ui.Files = {demo.masterTiles.string(), demo.targetTiles.string()};
+    h.ui.GeometryAnswers = {true};
+    h.ui.HeaderAnswers = {true};
+    h.commands->Execute(C::MasterInstrumentTileSet);
+    h.commands->Execute(C::TargetInstrumentTileSet);
+    // "Display" under the tile grid: the compare grid of the samples there are, no complaint.
+    h.commands->Execute(C::DisplayCommand);
+    EXPECT_EQ(h.Messages(), "");
+    EXPECT_EQ(h.commands->Grid().Cols(), 9);
+    EXPECT_EQ(h.commands->Menu().Caption(C::DisplayCommand), "Show SCE Data");
+
+    // Saving names the file in panel 3; saving into it again says what the merge will do.
+    const auto pair = h.folder / "pair.ccf";
+    h.ui.Files = {pair.string()};
+    h.commands->Execute(C::GenerateCCF);
+    h.commands->Execute(C::SaveCoefficients);
+    EXPECT_EQ(h.Panel(StatusBarId::FileStatusBar, 3), "Coefficients File is pair.ccf");
+    EXPECT_TRUE(h.ui.Questions.empty());
+    ASSERT_TRUE(h.ui.FileRequests.back().CommandAsksBeforeOverwrite);
+    const std::string before = Bytes(pair);
+    h.ui.Files = {pair.string()};
+    h.ui.QuestionAnswers = {false};
+    h.commands->Execute(C::SaveCoefficients);
+    ASSERT_EQ(h.ui.Questions.size(), 1u);
+    EXPECT_EQ(h.ui.Questions[0].Text,
+              "pair.ccf already holds SCI coefficients for these instruments. They will be "
+              "replaced by the SCI coefficients calculated now.\r\n\r\nSave the coefficients "
+              "into this file?");
+    EXPECT_EQ(Bytes(pair), before);  // "No" writes nothing
+    EXPECT_FALSE(h.commands->CoefficientsSaved());
+
+    h.ui.Files = {demo.masterTiles.string(), demo.targetTiles.string(), pair.string()};
+    h.ui.GeometryAnswers = {false};
+    h.ui.HeaderAnswers = {true};
+    for (C id : {C::MasterInstrumentTileSet, C::TargetInstrumentTileSet, C::GenerateCCF,
+                 C::SaveCoefficients})
+        h.commands->Execute(id);
+    ASSERT_EQ(h.ui.Questions.size(), 2u);
+    EXPECT_TRUE(h.ui.Questions[1].Text.starts_with(
+        "pair.ccf holds SCI coefficients for these instruments. The SCE coefficients calculated "
+        "now will be added beside them"));
+    EXPECT_TRUE(h.commands->CoefficientsSaved());
+
+    // Converted Data: the status bar says so.
+    h.ui.Files = {demo.targetFandeck.string(), pair.string()};
+    h.commands->Execute(C::TargetInstrumentSaveSet);
+    h.commands->Execute(C::CorrelationFileMenu);
+    h.commands->Execute(C::GenerateConvData);
+    EXPECT_EQ(h.Panel(StatusBarId::FileStatusBar, 2),
+              "Target SaveSet is target-fandeck.wsv - Converted with pair.ccf (12 records)");
+    EXPECT_EQ(h.Messages(), "");
 }
 
 }  // namespace

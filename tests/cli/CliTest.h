@@ -26,9 +26,10 @@ struct CliRun {
 inline CliRun Tintara(const std::filesystem::path& home, const std::string& arguments,
                       const std::string& environment = "") {
     CliRun run;
-    run.Status = RunCommand("cd " + Quote(home) + " && " + environment + " TINTARA_HOME=" +
-                                Quote(home) + " " + Quote(CliPath()) + " " + arguments,
-                            &run.Out, &run.Err);
+    run.Status =
+        RunCommand("cd " + Quote(home) + " && " + environment + " TINTARA_HOME=" + Quote(home) +
+                       " " + Quote(CliPath()) + " " + arguments,
+                   &run.Out, &run.Err);
     return run;
 }
 

@@ -118,8 +118,8 @@ TEST(OrdersOfUseShots, TheCertificateIsRefusedAfterANewTarget) {
 TEST(OrdersOfUseShots, TheDeColumnsOfA1200SampleCompareGridShowAt800By600WithTheDock) {
     Window w("shot-800", 800, 600, 1200);
     w.Profile();
-    w.Files.insert(w.Files.end(), {w.demo[2].string(), w.demo[3].string(),
-                                   (w.folder / "pair.ccf").string()});
+    w.Files.insert(w.Files.end(),
+                   {w.demo[2].string(), w.demo[3].string(), (w.folder / "pair.ccf").string()});
     w.Pick(C::MasterInstrumentSaveSet);
     w.Pick(C::TargetInstrumentSaveSet);
     w.Pick(C::CorrelationFileMenu);
