@@ -227,10 +227,12 @@ void GridView::Sync() {
             const int fromName = std::min(excess, widths[0] - nameMinimum);
             widths[0] -= fromName;
             excess -= fromName;
+            // A value column keeps room for "-00.00" and its margins.
+            const int valueMinimum = fontMetrics().horizontalAdvance(QStringLiteral("-00.00")) + 8;
             for (std::size_t c = 1; excess > 0 && c < widths.size(); ++c) {
                 const int share = (excess + static_cast<int>(widths.size() - c) - 1) /
                                   static_cast<int>(widths.size() - c);
-                const int cut = std::min(share, widths[c] / 3);
+                const int cut = std::max(0, std::min(share, widths[c] - valueMinimum));
                 widths[c] -= cut;
                 excess -= cut;
             }

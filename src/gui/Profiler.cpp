@@ -476,7 +476,12 @@ void Profiler::UpdatePlots() {
             SampleCurves(m_ws, sample, sci ? 0 : 1));
         m_plots->HideTileDifferences();
     }
-    m_plotDock->show();
+    if (!m_plotDock->isVisible()) {
+        m_plotDock->show();
+        // In a small window the grid keeps the larger part: the plots take a third at most.
+        const int room = std::max(240, width() / 3);
+        resizeDocks({m_plotDock}, {std::min(room, m_plotDock->sizeHint().width())}, Qt::Horizontal);
+    }
 }
 
 void Profiler::Activate() {

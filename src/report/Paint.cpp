@@ -62,6 +62,12 @@ void Paint::LayOut(int32_t rows, int32_t cols, const std::string& format, int32_
 
     m_grid.SetRows(rows);
     m_grid.SetCols(cols);
+    // An empty grid is empty: no cell keeps a text of the grid shown before (a sample name in
+    // the tile grid's spacer row would be read as data).
+    for (int32_t r = 1; r < rows; ++r) {
+        for (int32_t c = 0; c < cols; ++c)
+            m_grid.SetTextMatrix(r, c, "");
+    }
     m_grid.SetFormatString(format);
     m_grid.SetColWidth(0, kNameColumnPixels * tpp);
     for (int32_t c = 1; c < cols; ++c)
