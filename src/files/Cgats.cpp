@@ -816,6 +816,14 @@ void ReadRows(const Table& t, SpectralLayout& s, const Resampler* resampler, int
         names->resize(t.rows.size());
     for (std::size_t r = 0; r < t.rows.size(); ++r) {
         const int line = t.rows[r];
+        for (const char c : lines[line]) {
+            if (static_cast<unsigned char>(c) < 0x20 && c != '\t') {
+                Fail(source, line,
+                     "the row holds a control character (code " +
+                         std::to_string(static_cast<int>(c)) +
+                         "), which a measurement file never does; is the file damaged?");
+            }
+        }
         RowCells(lines[line], t.fields.size(), cells);
         if (cells.size() != t.fields.size()) {
             Fail(source, line,
@@ -978,17 +986,8 @@ std::string ReadAll(std::istream& in, const std::string& sourceName) {
 
 // ---- public -------------------------------------------------------------------------------------
 
-double ScaleByPowerOfTen(double v, int exponent) {
-    if (exponent == 0 || v == 0.0 || !std::isfinite(v))
-        return v * std::pow(10.0, exponent);
-    char buffer[64];
-    const auto r = std::to_chars(buffer, buffer + sizeof buffer, v, std::chars_format::scientific);
-    double out = 0;
-    if (!ReadNumber(std::string_view(buffer, static_cast<std::size_t>(r.ptr - buffer)), false,
-                    exponent, out)) {
-        return v * std::pow(10.0, exponent);
-    }
-    return out;
+bool ParseDecimal(std::string_view text, int exponent10, double& value) {
+    return ReadNumber(text, false, exponent10, value);
 }
 
 std::optional<double> SpectralFieldWavelength(std::string_view field) {
@@ -1325,7 +1324,16 @@ void WriteTable(const SaveSetData& data, int angle, std::ostream& out, const Exp
                                    ") holds a value that is not a number");
             }
             line += ' ';
-            line += FormatDecimal(v, o.Decimals);
+            if (o.Decimals < 0) {
+                line += FormatDecimal(v);
+            } else {
+                char buffer[400];
+                const auto r = std::to_chars(buffer, buffer + sizeof buffer, v,
+                                             std::chars_format::fixed, o.Decimals);
+                line.append(buffer, r.ptr);
+                if (o.Decimals == 0)
+                    line += ".0";
+            }
         }
         line += eol;
         out << line;
@@ -1351,16 +1359,37 @@ void ExportCgats(const SaveSetData& data, const std::filesystem::path& file,
     ReplaceFileWith(file, text.str());
 }
 
-std::string FormatDecimal(double v, int decimals) {
-    char buffer[400];
-    const auto r = decimals < 0
-                       ? std::to_chars(buffer, buffer + sizeof buffer, v, std::chars_format::fixed)
-                       : std::to_chars(buffer, buffer + sizeof buffer, v, std::chars_format::fixed,
-                                       decimals);
-    std::string text(buffer, r.ptr);
-    if (std::isfinite(v) && text.find('.') == std::string::npos)
-        text += ".0";
-    return text;
+std::string FormatDecimal(double v, int exponent10) {
+    char buffer[64];
+    const auto r = std::to_chars(buffer, buffer + sizeof buffer, v, std::chars_format::scientific);
+    const std::string_view text(buffer, static_cast<std::size_t>(r.ptr - buffer));
+    const std::size_t e = text.find('e');
+    if (!std::isfinite(v) || e == std::string_view::npos)
+        return std::string(text);
+    // text is [-]d[.ddd]e[+-]xx: the digits, and the power of ten of the first one.
+    std::string out = v < 0 ? "-" : "";
+    std::string digits;
+    for (const char c : text.substr(0, e)) {
+        if (IsDigit(c))
+            digits.push_back(c);
+    }
+    int exponent = 0;
+    std::string_view power = text.substr(e + 1);
+    if (!power.empty() && power.front() == '+')
+        power.remove_prefix(1);
+    std::from_chars(power.data(), power.data() + power.size(), exponent);
+    exponent += exponent10;
+    if (exponent < 0) {
+        out += "0." + std::string(static_cast<std::size_t>(-exponent - 1), '0') + digits;
+    } else {
+        const std::size_t whole = static_cast<std::size_t>(exponent) + 1;
+        if (digits.size() <= whole) {
+            out += digits + std::string(whole - digits.size(), '0') + ".0";
+        } else {
+            out += digits.substr(0, whole) + "." + digits.substr(whole);
+        }
+    }
+    return out;
 }
 
 }  // namespace tintara

@@ -81,13 +81,15 @@ std::optional<double> SpectralFieldWavelength(std::string_view field);
 // colorimetry reads 40 points as samples of the curve, not band averages.
 Curve ResampleCurve(const std::vector<double>& nm, const std::vector<double>& values);
 
-// The double nearest to v * 10^exponent, found in decimal: v's shortest text with its exponent
-// moved, so 0.077741 becomes exactly 7.7741 (a multiplication would give 7.774100000000001).
-double ScaleByPowerOfTen(double v, int exponent);
+// Reads a decimal number with its point moved by exponent10 places: with 2, "0.077741" gives the
+// double nearest 7.7741 (multiplying by 100 would give 7.774100000000001). The whole text must be
+// one finite number.
+bool ParseDecimal(std::string_view text, int exponent10, double& value);
 
-// The shortest text that reads back to the very same double, in plain (not exponent) notation and
-// always with a decimal point ("20.0", "0.5"); decimals >= 0 rounds to that many places instead.
-std::string FormatDecimal(double v, int decimals = -1);
+// The shortest decimal text that reads back to v, its point moved by exponent10 places, in plain
+// notation and always with a decimal point ("20.0", "0.00001"): ParseDecimal(FormatDecimal(v, e),
+// -e) gives v back bit for bit for every finite v.
+std::string FormatDecimal(double v, int exponent10 = 0);
 
 struct ExportOptions {
     // Decimals of the spectral values; negative writes the shortest text that reads back to the

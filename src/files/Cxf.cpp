@@ -80,7 +80,7 @@ struct Condition {
 struct Spectrum {
     std::size_t object;  // index of its object
     std::vector<double> nm;
-    std::vector<double> values;  // as written (0..1)
+    std::vector<std::string> values;  // as written (0..1)
 };
 
 Geometry GeometryOf(const pugi::xml_node& spec) {
@@ -180,12 +180,12 @@ SaveSetData ImportCxf(std::istream& in, const std::string& sourceName,
             std::string word;
             while (values >> word) {
                 double v = 0;
-                if (!ParseDouble(word, v)) {
+                if (!ParseDecimal(word, 0, v)) {
                     throw ParseError(sourceName, LineOf(text, rs.offset_debug()),
                                      "the reflectance spectrum of \"" + name + "\" holds \"" +
                                          word.substr(0, 40) + "\", which is not a number");
                 }
-                s.values.push_back(v);
+                s.values.push_back(word);
             }
             if (s.values.size() < 2) {
                 throw ParseError(sourceName, LineOf(text, rs.offset_debug()),
@@ -287,7 +287,7 @@ SaveSetData ImportCxf(std::istream& in, const std::string& sourceName,
     auto curveOf = [&](const Spectrum& s) {
         std::vector<double> scaled(s.values.size());
         for (std::size_t k = 0; k < s.values.size(); ++k)
-            scaled[k] = ScaleByPowerOfTen(s.values[k], exponent10);
+            ParseDecimal(s.values[k], exponent10, scaled[k]);
         return ResampleCurve(s.nm, scaled);
     };
 
@@ -393,7 +393,7 @@ void ExportCxf(const SaveSetData& data, std::ostream& out, const ExportOptions& 
                 }
                 if (!values.empty())
                     values += ' ';
-                values += FormatDecimal(ScaleByPowerOfTen(v, -2));
+                values += FormatDecimal(v, -2);
             }
             pugi::xml_node spectrum = colourValues.append_child("cc:ReflectanceSpectrum");
             spectrum.append_attribute("ColorSpecification") = conditionId(a).c_str();
