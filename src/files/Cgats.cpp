@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -66,33 +67,39 @@ bool IsBlank(char c) {
 }
 
 // The tokens of one line as CGATS reads them: blank-separated words, "quoted" or 'quoted' strings
-// (quotes removed), and a '#' at the start of a token comments out the rest of the line.
-void Tokenize(std::string_view line, std::vector<std::string_view>& tokens) {
+// (quotes removed), and a '#' at the start of a token comments out the rest of the line. Returns
+// false when the line holds a control character (other than a tab) before any comment.
+bool Tokenize(std::string_view line, std::vector<std::string_view>& tokens) {
     tokens.clear();
-    std::size_t i = 0;
-    const std::size_t n = line.size();
-    while (i < n) {
-        const char c = line[i];
+    bool clean = true;
+    const char* const begin = line.data();
+    const char* const end = begin + line.size();
+    const char* p = begin;
+    while (p < end) {
+        const char c = *p;
         if (IsBlank(c)) {
-            ++i;
+            ++p;
         } else if (c == '#') {
             break;
         } else if (c == '"' || c == '\'') {
-            const std::size_t close = line.find(c, i + 1);
-            if (close == std::string_view::npos) {
-                tokens.push_back(line.substr(i + 1));
-                break;
+            const char* q = p + 1;
+            while (q < end && *q != c) {
+                clean = clean && static_cast<unsigned char>(*q) >= 0x20;
+                ++q;
             }
-            tokens.push_back(line.substr(i + 1, close - i - 1));
-            i = close + 1;
+            tokens.emplace_back(p + 1, static_cast<std::size_t>(q - p - 1));
+            p = q < end ? q + 1 : end;
         } else {
-            std::size_t j = i;
-            while (j < n && !IsBlank(line[j]))
-                ++j;
-            tokens.push_back(line.substr(i, j - i));
-            i = j;
+            const char* q = p;
+            while (q < end && !IsBlank(*q)) {
+                clean = clean && static_cast<unsigned char>(*q) >= 0x20;
+                ++q;
+            }
+            tokens.emplace_back(p, static_cast<std::size_t>(q - p));
+            p = q;
         }
     }
+    return clean;
 }
 
 std::string_view Trim(std::string_view s) {
@@ -189,6 +196,56 @@ bool ReadNumber(std::string_view text, bool decimalComma, int exponent10, double
         n += 1 + digits;
     }
     return ParseNumber(std::string_view(buffer, n), value);
+}
+
+// Reads a number as ReadNumber does (value as written; with `shifted`, also the value with the
+// decimal point moved exponent10 places), taking the common short decimal in one pass: a
+// mantissa of at most 15 digits and a power of ten up to 22 are both exact doubles, so one
+// multiplication or division rounds correctly (Clinger, 1990). Anything else goes to ReadNumber.
+bool ReadValue(std::string_view text, bool decimalComma, int exponent10, double& value,
+               double* shifted) {
+    static constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                         1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                         1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+    const char* p = text.data();
+    const char* const end = p + text.size();
+    bool negative = false;
+    if (p < end && (*p == '-' || *p == '+'))
+        negative = *p++ == '-';
+    std::uint64_t mantissa = 0;
+    int significant = 0, fraction = 0;
+    bool any = false;
+    const char point = decimalComma ? ',' : '.';
+    for (; p < end && IsDigit(*p); ++p, any = true) {
+        if (mantissa != 0 || *p != '0') {
+            mantissa = mantissa * 10 + static_cast<std::uint64_t>(*p - '0');
+            ++significant;
+        }
+    }
+    if (p < end && *p == point) {
+        for (++p; p < end && IsDigit(*p); ++p, any = true, ++fraction) {
+            if (mantissa != 0 || *p != '0') {
+                mantissa = mantissa * 10 + static_cast<std::uint64_t>(*p - '0');
+                ++significant;
+            }
+        }
+    }
+    auto exact = [&](int exponent, double& out) {
+        if (exponent < -22 || exponent > 22)
+            return false;
+        const double m = static_cast<double>(mantissa);
+        out = exponent < 0 ? m / kPowers[-exponent] : m * kPowers[exponent];
+        if (negative)
+            out = -out;
+        return true;
+    };
+    if (any && p == end && significant <= 15 && exact(-fraction, value) &&
+        (!shifted || exact(exponent10 - fraction, *shifted))) {
+        return true;
+    }
+    if (!ReadNumber(text, decimalComma, 0, value))
+        return false;
+    return !shifted || ReadNumber(text, decimalComma, exponent10, *shifted);
 }
 
 // A count such as NUMBER_OF_SETS: plain digits only.
@@ -784,14 +841,15 @@ int FindField(const Table& t, std::string_view name) {
 
 // The cells of a data row: blank-separated, or tab-separated when that is what gives the number
 // of fields (a spreadsheet's unquoted names with spaces).
-void RowCells(std::string_view line, std::size_t fields, std::vector<std::string_view>& cells) {
-    Tokenize(line, cells);
+bool RowCells(std::string_view line, std::size_t fields, std::vector<std::string_view>& cells) {
+    const bool clean = Tokenize(line, cells);
     if (cells.size() != fields && line.find('\t') != std::string_view::npos) {
         std::vector<std::string_view> tabbed;
         SplitTabs(line, tabbed);
         if (tabbed.size() == fields)
             cells = std::move(tabbed);
     }
+    return clean;
 }
 
 // How the numbers of a table are read and scaled.
@@ -801,30 +859,27 @@ struct ValueReading {
     int exponent10 = 0;   // when factor is a power of ten: read measured points shifted, exactly
 };
 
-// Reads the spectral values (and the names) of every row into 40-point curves.
+// Reads the spectral values of every row into the records' curves at `angle` (and the names, for
+// angle 0). With `fractions` (the scale is still to be judged) it also keeps every curve as it
+// would be for 0..1 factors, the measured points read with the decimal point moved two places.
 void ReadRows(const Table& t, SpectralLayout& s, const Resampler* resampler, int nameColumn,
               const std::vector<std::string_view>& lines, const std::string& source,
-              const ValueReading& reading, std::vector<Curve>& curves,
-              std::vector<std::string>* names, double& largest) {
+              const ValueReading& reading, std::vector<SaveSetRecord>& records, int angle,
+              std::vector<Curve>* fractions, double& largest) {
     std::vector<std::string_view> cells;
     const std::size_t count = s.column.size();
-    std::vector<double> values(count);
-    std::vector<double> rowNm(count);
+    std::vector<double> values(count), scaled(count), rowNm(count);
     std::unique_ptr<Resampler> own;
-    curves.resize(t.rows.size());
-    if (names)
-        names->resize(t.rows.size());
+    const int shift = fractions ? 2 : reading.exponent10;
+    if (fractions)
+        fractions->resize(t.rows.size());
     for (std::size_t r = 0; r < t.rows.size(); ++r) {
         const int line = t.rows[r];
-        for (const char c : lines[line]) {
-            if (static_cast<unsigned char>(c) < 0x20 && c != '\t') {
-                Fail(source, line,
-                     "the row holds a control character (code " +
-                         std::to_string(static_cast<int>(c)) +
-                         "), which a measurement file never does; is the file damaged?");
-            }
+        if (!RowCells(lines[line], t.fields.size(), cells)) {
+            Fail(source, line,
+                 "the row holds a control character, which a measurement file never does; is "
+                 "the file damaged?");
         }
-        RowCells(lines[line], t.fields.size(), cells);
         if (cells.size() != t.fields.size()) {
             Fail(source, line,
                  "the row has " + std::to_string(cells.size()) +
@@ -832,7 +887,8 @@ void ReadRows(const Table& t, SpectralLayout& s, const Resampler* resampler, int
         }
         for (std::size_t k = 0; k < count; ++k) {
             const std::string_view cell = cells[s.column[k]];
-            if (!ReadNumber(cell, reading.decimalComma, 0, values[k])) {
+            if (!ReadValue(cell, reading.decimalComma, shift, values[k],
+                           shift != 0 ? &scaled[k] : nullptr)) {
                 Fail(source, line,
                      s.names[k] + " is \"" + Shorten(cell) + "\", which is not a number");
             }
@@ -869,19 +925,25 @@ void ReadRows(const Table& t, SpectralLayout& s, const Resampler* resampler, int
                 }
             }
         }
-        Curve& curve = curves[r];
+        SaveSetRecord& rec = records[r];
+        Curve& curve = rec.Curves[angle];
+        Curve* fraction = fractions ? &(*fractions)[r] : nullptr;
         for (int i = 0; i < kPointCount; ++i) {
             const int k = resampler->Direct(i);
             if (k < 0) {
-                curve[i] = resampler->Interpolate(i, values.data()) * reading.factor;
-            } else if (reading.exponent10 != 0) {
-                ReadNumber(cells[s.column[k]], reading.decimalComma, reading.exponent10, curve[i]);
+                const double v = resampler->Interpolate(i, values.data());
+                curve[i] = v * reading.factor;
+                if (fraction)
+                    (*fraction)[i] = v * 100.0;
             } else {
-                curve[i] = values[k] * reading.factor;
+                curve[i] = reading.exponent10 != 0 && !fractions ? scaled[k]
+                                                                 : values[k] * reading.factor;
+                if (fraction)
+                    (*fraction)[i] = scaled[k];
             }
         }
-        if (names && nameColumn >= 0)
-            (*names)[r] = std::string(cells[nameColumn]);
+        if (angle == 0 && nameColumn >= 0)
+            rec.Name.assign(cells[nameColumn]);
     }
 }
 
@@ -1129,33 +1191,34 @@ SaveSetData ImportCgats(std::istream& in, const std::string& sourceName,
     }
     reading.exponent10 = PowerOfTen(reading.factor);
 
+    SaveSetData data;
+    data.NumAngles = second < tables.size() ? 2 : 1;
+    data.Records.resize(main.rows.size());
     double largest = -HUGE_VAL;
-    std::vector<Curve> curves0, curves1;
-    std::vector<std::string> names;
+    std::array<std::vector<Curve>, kMaxAngles> fractions;
     std::unique_ptr<Resampler> resampler;
     if (!spectral.pairs)
         resampler = std::make_unique<Resampler>(spectral.nm);
-    ReadRows(main, spectral, resampler.get(), nameColumn, lines, sourceName, reading, curves0,
-             &names, largest);
+    ReadRows(main, spectral, resampler.get(), nameColumn, lines, sourceName, reading, data.Records,
+             0, judge ? &fractions[0] : nullptr, largest);
     if (spectral.pairs)
         resampler = std::make_unique<Resampler>(spectral.nm);
+    if (second < tables.size()) {
+        ReadRows(tables[second], spectral, resampler.get(), -1, lines, sourceName, reading,
+                 data.Records, 1, judge ? &fractions[1] : nullptr, largest);
+    }
     if (judge) {
         reading.factor = largest > kFractionCeiling ? 1.0 : 100.0;
-        reading.exponent10 = PowerOfTen(reading.factor);
         why << "judged from the values: the largest is " << largest
             << (reading.factor == 1.0 ? " (above " : " (not above ") << kFractionCeiling << ")";
         if (reading.factor != 1.0) {
-            ReadRows(main, spectral, resampler.get(), nameColumn, lines, sourceName, reading,
-                     curves0, nullptr, largest);
+            for (int a = 0; a < data.NumAngles; ++a) {
+                for (std::size_t r = 0; r < data.Records.size(); ++r)
+                    data.Records[r].Curves[a] = fractions[a][r];
+            }
         }
     }
-    if (second < tables.size()) {
-        ReadRows(tables[second], spectral, resampler.get(), -1, lines, sourceName, reading,
-                 curves1, nullptr, largest);
-    }
 
-    SaveSetData data;
-    data.NumAngles = second < tables.size() ? 2 : 1;
     const std::string* company = keyword("TINTARA_COMPANY");
     const std::string* status = keyword("TINTARA_STATUS");
     const std::string* instrumentText = keyword("TINTARA_INSTRUMENT");
@@ -1170,15 +1233,12 @@ SaveSetData ImportCgats(std::istream& in, const std::string& sourceName,
             instrument = static_cast<int16_t>(v);
     }
     data.Instrument = instrument;
-    data.Records.resize(curves0.size());
-    for (std::size_t r = 0; r < curves0.size(); ++r) {
+    for (std::size_t r = 0; r < data.Records.size(); ++r) {
         SaveSetRecord& rec = data.Records[r];
-        rec.Name = nameColumn >= 0 ? std::move(names[r]) : "Sample " + std::to_string(r + 1);
+        if (nameColumn < 0)
+            rec.Name = "Sample " + std::to_string(r + 1);
         rec.Status = data.Status;
         rec.Instrument = data.Instrument;
-        rec.Curves[0] = curves0[r];
-        if (data.NumAngles == 2)
-            rec.Curves[1] = curves1[r];
     }
 
     report.SheetType = main.sheetType.empty() ? tables.front().sheetType : main.sheetType;
