@@ -10,6 +10,7 @@
 #include "files/Cgats.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -66,6 +67,26 @@ bool IsBlank(char c) {
     return c == ' ' || c == '\t' || c == '\f' || c == '\v';
 }
 
+// What a character is to the row tokenizer, looked up rather than compared: most of an import's
+// time goes over the characters of its rows.
+enum CharClass : unsigned char { kWord, kBlank, kControl, kQuote, kComment };
+constexpr std::array<CharClass, 256> MakeCharClasses() {
+    std::array<CharClass, 256> classes{};
+    for (int c = 0; c < 0x20; ++c)
+        classes[c] = kControl;
+    for (const char c : {' ', '\t', '\f', '\v'})
+        classes[static_cast<unsigned char>(c)] = kBlank;
+    classes['"'] = kQuote;
+    classes['\''] = kQuote;
+    classes['#'] = kComment;
+    return classes;
+}
+constexpr std::array<CharClass, 256> kCharClasses = MakeCharClasses();
+
+CharClass ClassOf(char c) {
+    return kCharClasses[static_cast<unsigned char>(c)];
+}
+
 // The tokens of one line as CGATS reads them: blank-separated words, "quoted" or 'quoted' strings
 // (quotes removed), and a '#' at the start of a token comments out the rest of the line. Returns
 // false when the line holds a control character (other than a tab) before any comment.
@@ -76,24 +97,28 @@ bool Tokenize(std::string_view line, std::vector<std::string_view>& tokens) {
     const char* const end = begin + line.size();
     const char* p = begin;
     while (p < end) {
-        const char c = *p;
-        if (IsBlank(c)) {
+        const CharClass k = ClassOf(*p);
+        if (k == kBlank) {
             ++p;
-        } else if (c == '#') {
+        } else if (k == kComment) {
             break;
-        } else if (c == '"' || c == '\'') {
+        } else if (k == kQuote) {
+            const char quote = *p;
             const char* q = p + 1;
-            while (q < end && *q != c) {
-                clean = clean && static_cast<unsigned char>(*q) >= 0x20;
+            while (q < end && *q != quote) {
+                clean = clean && ClassOf(*q) != kControl;
                 ++q;
             }
             tokens.emplace_back(p + 1, static_cast<std::size_t>(q - p - 1));
             p = q < end ? q + 1 : end;
         } else {
             const char* q = p;
-            while (q < end && !IsBlank(*q)) {
-                clean = clean && static_cast<unsigned char>(*q) >= 0x20;
-                ++q;
+            CharClass c = k;
+            while (c != kBlank) {
+                clean = clean && c != kControl;
+                if (++q == end)
+                    break;
+                c = ClassOf(*q);
             }
             tokens.emplace_back(p, static_cast<std::size_t>(q - p));
             p = q;
@@ -870,10 +895,16 @@ void ReadRows(const Table& t, SpectralLayout& s, const Resampler* resampler, int
     const std::size_t count = s.column.size();
     std::vector<double> values(count), scaled(count), rowNm(count);
     std::unique_ptr<Resampler> own;
-    const int shift = fractions ? 2 : reading.exponent10;
+    int shift = fractions ? 2 : reading.exponent10;
     if (fractions)
-        fractions->resize(t.rows.size());
+        fractions->reserve(t.rows.size());
     for (std::size_t r = 0; r < t.rows.size(); ++r) {
+        // A value above the ceiling settles the scale as percent: no fractions are needed.
+        if (fractions && largest > kFractionCeiling) {
+            *fractions = std::vector<Curve>();
+            fractions = nullptr;
+            shift = reading.exponent10;
+        }
         const int line = t.rows[r];
         if (!RowCells(lines[line], t.fields.size(), cells)) {
             Fail(source, line,
@@ -927,7 +958,7 @@ void ReadRows(const Table& t, SpectralLayout& s, const Resampler* resampler, int
         }
         SaveSetRecord& rec = records[r];
         Curve& curve = rec.Curves[angle];
-        Curve* fraction = fractions ? &(*fractions)[r] : nullptr;
+        Curve* fraction = fractions ? &fractions->emplace_back() : nullptr;
         for (int i = 0; i < kPointCount; ++i) {
             const int k = resampler->Direct(i);
             if (k < 0) {
