@@ -16,8 +16,9 @@ constexpr int kSamples = 100'000;
 
 // SAMPLE_ID, SAMPLE_NAME and 40 spectral values with 4 decimals per row (about 34 MB in percent).
 std::string BigCgats(bool fraction) {
-    std::string text = "CGATS.17\nORIGINATOR \"bench\"\nNUMBER_OF_FIELDS 42\nBEGIN_DATA_FORMAT\n"
-                       "SAMPLE_ID SAMPLE_NAME";
+    std::string text =
+        "CGATS.17\nORIGINATOR \"bench\"\nNUMBER_OF_FIELDS 42\nBEGIN_DATA_FORMAT\n"
+        "SAMPLE_ID SAMPLE_NAME";
     for (int nm = 360; nm <= 750; nm += 10)
         text += " SPECTRAL_NM" + std::to_string(nm);
     text += "\nEND_DATA_FORMAT\nNUMBER_OF_SETS " + std::to_string(kSamples) + "\nBEGIN_DATA\n";

@@ -213,8 +213,7 @@ bool ReadNumber(std::string_view text, bool decimalComma, int exponent10, double
                 return false;
             n = exponentAt;
         }
-        const auto r =
-            std::to_chars(buffer + n, buffer + sizeof buffer, exponent + exponent10);
+        const auto r = std::to_chars(buffer + n, buffer + sizeof buffer, exponent + exponent10);
         const std::size_t digits = static_cast<std::size_t>(r.ptr - (buffer + n));
         std::memmove(buffer + n + 1, buffer + n, digits);
         buffer[n] = 'e';
@@ -469,8 +468,7 @@ class Scanner {
             m_state = State::Data;
         } else if (first == "END_DATA") {
             if (m_cur.formatLine >= 0) {
-                Fail(m_source, i,
-                     "END_DATA without BEGIN_DATA: the table of values has no start");
+                Fail(m_source, i, "END_DATA without BEGIN_DATA: the table of values has no start");
             }
             Skip(i, "an END_DATA with no table before it was ignored");
         } else if (first == "END_DATA_FORMAT") {
@@ -648,8 +646,8 @@ class Resampler {
             }
             if (n < 6) {
                 m_method = Method::Linear;
-                const int j = std::clamp(static_cast<int>(std::floor(position)), 0,
-                                         static_cast<int>(n) - 2);
+                const int j =
+                    std::clamp(static_cast<int>(std::floor(position)), 0, static_cast<int>(n) - 2);
                 const double t = position - j;
                 m_weights[i] = {{j, 1.0 - t}, {j + 1, t}};
                 continue;
@@ -785,8 +783,9 @@ void ApplyBandKeywords(const Table& t, SpectralLayout& s, bool decimalComma,
     };
     if (!number(*bands, b) || !number(*start, first) || !number(*end, last) || b < 2 ||
         b != std::floor(b) || !(last > first)) {
-        notes.push_back("SPECTRAL_BANDS, SPECTRAL_START_NM and SPECTRAL_END_NM do not describe a "
-                        "range of wavelengths; the field names were used");
+        notes.push_back(
+            "SPECTRAL_BANDS, SPECTRAL_START_NM and SPECTRAL_END_NM do not describe a "
+            "range of wavelengths; the field names were used");
         return;
     }
     if (static_cast<std::size_t>(b) != s.nm.size()) {
@@ -849,9 +848,10 @@ void CheckGrid(SpectralLayout& s, const std::string& source, int line,
     if (rounded) {
         for (std::size_t i = 1; i + 1 < n; ++i)
             s.nm[i] = s.nm.front() + step * static_cast<double>(i);
-        notes.push_back("the wavelengths of the field names are rounded; they were read as a "
-                        "regular grid of " +
-                        FormatNm(step) + " nm");
+        notes.push_back(
+            "the wavelengths of the field names are rounded; they were read as a "
+            "regular grid of " +
+            FormatNm(step) + " nm");
     }
     s.step = step;
 }
@@ -967,8 +967,8 @@ void ReadRows(const Table& t, SpectralLayout& s, const Resampler* resampler, int
                 if (fraction)
                     (*fraction)[i] = v * 100.0;
             } else {
-                curve[i] = reading.exponent10 != 0 && !fractions ? scaled[k]
-                                                                 : values[k] * reading.factor;
+                curve[i] =
+                    reading.exponent10 != 0 && !fractions ? scaled[k] : values[k] * reading.factor;
                 if (fraction)
                     (*fraction)[i] = scaled[k];
             }
@@ -1126,6 +1126,10 @@ Curve ResampleCurve(const std::vector<double>& nm, const std::vector<double>& va
         curve[i] = k >= 0 ? values[k] : resampler.Interpolate(i, values.data());
     }
     return curve;
+}
+
+std::string DescribeResampling(const std::vector<double>& nm) {
+    return nm.empty() ? std::string() : ResamplingWords(Resampler(nm).Used());
 }
 
 SaveSetData ImportCgats(std::istream& in, const std::string& sourceName,
@@ -1315,8 +1319,8 @@ std::vector<std::string> ImportReport::Lines() const {
         (NameField.empty() ? std::string("their order (no SAMPLE_NAME or SAMPLE_ID)") : NameField));
     if (!SpectralFields.empty()) {
         out.push_back("Spectral values: " + SpectralFields.front() + " .. " +
-                      SpectralFields.back() + " (" + std::to_string(SpectralFields.size()) +
-                      ", " + Layout + ")");
+                      SpectralFields.back() + " (" + std::to_string(SpectralFields.size()) + ", " +
+                      Layout + ")");
     }
     out.push_back("Measured range: " + FormatNm(FirstNm) + "-" + FormatNm(LastNm) + " nm, step " +
                   FormatNm(StepNm) + " nm (wavelengths from " + WavelengthSource + ")");

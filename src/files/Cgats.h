@@ -81,6 +81,9 @@ std::optional<double> SpectralFieldWavelength(std::string_view field);
 // colorimetry reads 40 points as samples of the curve, not band averages.
 Curve ResampleCurve(const std::vector<double>& nm, const std::vector<double>& values);
 
+// In words, what ResampleCurve does between the measured points of this grid (for the report).
+std::string DescribeResampling(const std::vector<double>& nm);
+
 // Reads a decimal number with its point moved by exponent10 places: with 2, "0.077741" gives the
 // double nearest 7.7741 (multiplying by 100 would give 7.774100000000001). The whole text must be
 // one finite number.

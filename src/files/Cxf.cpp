@@ -109,8 +109,8 @@ std::string Clean(const std::string& text) {
 
 }  // namespace
 
-SaveSetData ImportCxf(std::istream& in, const std::string& sourceName,
-                      const ImportOptions& options, ImportReport* reportOut) {
+SaveSetData ImportCxf(std::istream& in, const std::string& sourceName, const ImportOptions& options,
+                      ImportReport* reportOut) {
     const std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
     if (in.bad())
         throw IoError(sourceName + ": the file could not be read");
@@ -188,9 +188,9 @@ SaveSetData ImportCxf(std::istream& in, const std::string& sourceName,
                 s.values.push_back(word);
             }
             if (s.values.size() < 2) {
-                throw ParseError(sourceName, LineOf(text, rs.offset_debug()),
-                                 "the reflectance spectrum of \"" + name +
-                                     "\" holds fewer than two values");
+                throw ParseError(
+                    sourceName, LineOf(text, rs.offset_debug()),
+                    "the reflectance spectrum of \"" + name + "\" holds fewer than two values");
             }
             double start = condition.startNm;
             bool hasStart = condition.hasStart;
@@ -335,7 +335,7 @@ SaveSetData ImportCxf(std::istream& in, const std::string& sourceName,
     report.ScaleReason = why;
     report.Resampled = !(example->nm.size() == kPointCount && example->nm.front() == 360.0 &&
                          report.StepNm == 10.0);
-    report.Interpolation = "Sprague (CIE 15) on the measured grid";
+    report.Interpolation = DescribeResampling(example->nm);
     report.ExtendedBelow = report.FirstNm > 360.0;
     report.ExtendedAbove = report.LastNm < 750.0;
     if (reportOut)
@@ -369,7 +369,7 @@ void ExportCxf(const SaveSetData& data, std::ostream& out, const ExportOptions& 
     auto conditionId = [&](int angle) {
         if (angles == 2 || geometry == 'B')
             return angle == 0 ? std::string("SCI") : std::string("SCE");
-        return geometry == 'E' ? std::string("SCE")
+        return geometry == 'E'   ? std::string("SCE")
                : geometry == 'I' ? std::string("SCI")
                                  : std::string("Reflectance");
     };

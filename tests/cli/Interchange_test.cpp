@@ -40,11 +40,10 @@ TEST(InterchangeCommands, ImportSaysWhatItFoundExportImportsBackAndFailuresLoseN
     const SaveSetData before = LoadSaveSet(tiles);
     for (const char* name : {"t.wsv", "x.wsv"}) {
         const SaveSetData after = LoadSaveSet(dir / name);
-        EXPECT_EQ(
-            std::tuple(after.NumAngles, after.Status, after.Instrument, after.Company,
-                       after.Records.size()),
-            std::tuple(before.NumAngles, before.Status, before.Instrument, before.Company,
-                       before.Records.size()));
+        EXPECT_EQ(std::tuple(after.NumAngles, after.Status, after.Instrument, after.Company,
+                             after.Records.size()),
+                  std::tuple(before.NumAngles, before.Status, before.Instrument, before.Company,
+                             before.Records.size()));
         for (std::size_t r = 0; r < before.Records.size(); ++r) {
             EXPECT_EQ(after.Records.at(r).Name, before.Records[r].Name);
             EXPECT_EQ(after.Records.at(r).Curves, before.Records[r].Curves);  // to the last bit

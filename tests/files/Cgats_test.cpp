@@ -160,7 +160,9 @@ TEST(CgatsImport, ResamplesAnyRegularGridAndRepeatsTheEnds) {
         EXPECT_NEAR(twenty[i], halved[i], 1e-12) << Nm(i);
         if (Nm(i) > 400 && Nm(i) < 700) {
             EXPECT_NEAR(twenty[i], Quintic(Nm(i)), 1e-9) << Nm(i);
-            linearWorst = std::max(linearWorst, std::fabs((Quintic(Nm(i) - 10) + Quintic(Nm(i) + 10)) / 2 - Quintic(Nm(i))));
+            linearWorst = std::max(
+                linearWorst,
+                std::fabs((Quintic(Nm(i) - 10) + Quintic(Nm(i) + 10)) / 2 - Quintic(Nm(i))));
         }
     }
     EXPECT_GT(linearWorst, 0.01);
@@ -296,8 +298,9 @@ TEST(CgatsImport, InstrumentAndSpreadsheetDialectsImportTheSameCurves) {
     // Re-saved from a spreadsheet: values unquoted, every line padded with tabs, a quoted line
     // wrapped the spreadsheet's way, a line of free text.
     std::string sheet = Instrument("\t", "\t\t\t", false);
-    sheet.insert(sheet.find("CREATED"), "\"DESCRIPTOR \"\"Tile set\"\"\"\t\t\r\n"
-                                        "04/03/2024 measured by J. Smith\t\t\r\n");
+    sheet.insert(sheet.find("CREATED"),
+                 "\"DESCRIPTOR \"\"Tile set\"\"\"\t\t\r\n"
+                 "04/03/2024 measured by J. Smith\t\t\r\n");
     ImportReport sheetReport;
     EXPECT_EQ(Import(sheet, &sheetReport), plain);
     ASSERT_EQ(sheetReport.Notes.size(), 1u);
@@ -454,7 +457,9 @@ SaveSetData SampleSet(int angles) {
     data.Instrument = 179;
     for (int r = 0; r < 25; ++r) {
         SaveSetRecord rec;
-        rec.Name = r == 3 ? "Say \"hi\"" : r == 4 ? "It's  two spaces " : "Tile " + std::to_string(r);
+        rec.Name = r == 3   ? "Say \"hi\""
+                   : r == 4 ? "It's  two spaces "
+                            : "Tile " + std::to_string(r);
         rec.Status = data.Status;
         rec.Instrument = data.Instrument;
         for (int a = 0; a < angles; ++a) {

@@ -32,9 +32,9 @@ std::string InstrumentCxf(const std::string& p, int start = 380, int count = 36)
        << "<" << p << "CreationDate>2024-03-04T10:12:55Z</" << p << "CreationDate></" << p
        << "FileInformation>\n<" << p << "Resources><" << p << "ObjectCollection>\n";
     for (int o = 0; o < 3; ++o) {
-        os << "<" << p << "Object ObjectType=\"Target\" Name=\"Tile &amp; " << o + 1
-           << "\" Id=\"" << o + 1 << "\"><" << p << "CreationDate>2024-03-04T10:12:55Z</" << p
-           << "CreationDate><" << p << "ColorValues>\n";
+        os << "<" << p << "Object ObjectType=\"Target\" Name=\"Tile &amp; " << o + 1 << "\" Id=\""
+           << o + 1 << "\"><" << p << "CreationDate>2024-03-04T10:12:55Z</" << p << "CreationDate><"
+           << p << "ColorValues>\n";
         for (const char* geometry : {"SCE", "SCI"}) {
             os << "<" << p << "ReflectanceSpectrum ColorSpecification=\"M0_" << geometry
                << "\" StartWL=\"" << start << "\">";
@@ -47,17 +47,17 @@ std::string InstrumentCxf(const std::string& p, int start = 380, int count = 36)
            << "ColorCIELab></" << p << "ColorValues></" << p << "Object>\n";
     }
     os << "<" << p << "Object ObjectType=\"Standard\" Name=\"Lab only\" Id=\"9\"><" << p
-       << "ColorValues><" << p << "ColorCIELab ColorSpecification=\"D50_2\"><" << p
-       << "L>50</" << p << "L></" << p << "ColorCIELab></" << p << "ColorValues></" << p
-       << "Object>\n</" << p << "ObjectCollection><" << p << "ColorSpecificationCollection>\n";
+       << "ColorValues><" << p << "ColorCIELab ColorSpecification=\"D50_2\"><" << p << "L>50</" << p
+       << "L></" << p << "ColorCIELab></" << p << "ColorValues></" << p << "Object>\n</" << p
+       << "ObjectCollection><" << p << "ColorSpecificationCollection>\n";
     for (const char* geometry : {"Excluded", "Included"}) {
         os << "<" << p << "ColorSpecification Id=\"M0_SC" << geometry[0] << "\"><" << p
            << "MeasurementSpec><" << p << "MeasurementType>Spectrum_Reflectance</" << p
            << "MeasurementType><" << p << "GeometryChoice><" << p << "SphereGeometry><" << p
            << "SphereGeometryConfiguration>Specular_" << geometry << "</" << p
            << "SphereGeometryConfiguration></" << p << "SphereGeometry></" << p
-           << "GeometryChoice><" << p << "WavelengthRange StartWL=\"380\" Increment=\"10\"/></"
-           << p << "MeasurementSpec></" << p << "ColorSpecification>\n";
+           << "GeometryChoice><" << p << "WavelengthRange StartWL=\"380\" Increment=\"10\"/></" << p
+           << "MeasurementSpec></" << p << "ColorSpecification>\n";
     }
     os << "</" << p << "ColorSpecificationCollection><" << p << "CustomResources>"
        << "<v:Job xmlns:v=\"urn:example\" Number=\"17\"/></" << p << "CustomResources></" << p
@@ -113,7 +113,9 @@ TEST(CxfExport, SaveSetToCxfAndBackIsBitForBit) {
         data.Instrument = 179;
         for (int r = 0; r < 30; ++r) {
             SaveSetRecord rec;
-            rec.Name = r == 0 ? "Say \"hi\" & <bye>" : r == 1 ? "  spaced  " : "Tile " + std::to_string(r);
+            rec.Name = r == 0   ? "Say \"hi\" & <bye>"
+                       : r == 1 ? "  spaced  "
+                                : "Tile " + std::to_string(r);
             rec.Status = data.Status;
             rec.Instrument = data.Instrument;
             for (int a = 0; a < data.NumAngles; ++a) {
@@ -125,13 +127,18 @@ TEST(CxfExport, SaveSetToCxfAndBackIsBitForBit) {
         data.Records[2].Curves[0].fill(20.0);
         const std::string text = Export(data);
         EXPECT_EQ(Import(text), data) << status;
-        EXPECT_NE(text.find(status[2] == 'E' ? "Specular_Excluded" : status[2] == 'B' ? "Specular_Included" : "WavelengthRange"), std::string::npos);
+        EXPECT_NE(text.find(status[2] == 'E'   ? "Specular_Excluded"
+                            : status[2] == 'B' ? "Specular_Included"
+                                               : "WavelengthRange"),
+                  std::string::npos);
         EXPECT_NE(text.find(">0.2 0.2 0.2 "), std::string::npos);  // 20 % as a factor, exactly
     }
     // An instrument's CxF at 360..750 nm by 10 nm: through a save set, the same numbers come out.
     const std::string exported = Export(Import(InstrumentCxf("cc:", 360, 40)));
     for (int o = 0; o < 3; ++o) {
-        const std::size_t at = exported.find("ColorSpecification=\"SCI\">", exported.find("Name=\"Tile &amp; " + std::to_string(o + 1)));
+        const std::size_t at =
+            exported.find("ColorSpecification=\"SCI\">",
+                          exported.find("Name=\"Tile &amp; " + std::to_string(o + 1)));
         std::istringstream values(exported.substr(exported.find('>', at) + 1));
         for (int k = 0; k < 40; ++k) {
             double v = 0;

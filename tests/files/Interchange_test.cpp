@@ -68,10 +68,10 @@ TEST(Interchange, ImportsAgreeWithArgyllOnRealReflectancesInEveryShapeArgyllRead
         const char* argyll;
         double limit;  // worst ΔE*ab allowed
     };
-    for (const Case& c : {Case{"interchange/tcs_hires.ti3", "interchange/tcs_hires_argyll.txt", 0.10},
-                          Case{"interchange/tcs_20nm.ti3", "interchange/tcs_20nm_argyll.txt", 0.25},
-                          Case{"interchange/tcs_instrument.cxf",
-                               "interchange/tcs_instrument_argyll.txt", 0.06}}) {
+    for (const Case& c :
+         {Case{"interchange/tcs_hires.ti3", "interchange/tcs_hires_argyll.txt", 0.10},
+          Case{"interchange/tcs_20nm.ti3", "interchange/tcs_20nm_argyll.txt", 0.25},
+          Case{"interchange/tcs_instrument.cxf", "interchange/tcs_instrument_argyll.txt", 0.06}}) {
         ImportReport report;
         const SaveSetData data = ImportMeasurements(test::DataPath(c.file), {}, &report);
         const Agreement a = Compare(data, ArgyllLab(c.argyll));
@@ -92,8 +92,8 @@ TEST(Interchange, ImportsAgreeWithArgyllOnRealReflectancesInEveryShapeArgyllRead
                 tenNm[name] = lab;
         }
     }
-    const Agreement ten = Compare(ImportCgats(test::DataPath("colorimetry/reference_spectra.ti3")),
-                                  tenNm);
+    const Agreement ten =
+        Compare(ImportCgats(test::DataPath("colorimetry/reference_spectra.ti3")), tenNm);
     std::cout << "10 nm reference curves: ΔE*ab against spec2cie worst " << ten.worst << ", mean "
               << ten.mean << "\n";
     EXPECT_LE(ten.worst, 0.06);

@@ -20,18 +20,9 @@ cd "$here"
 tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
 
-# lab_of FILE: name, D65LAB_L, _A, _B per row of a spec2cie output file.
+# lab_of FILE: one line per row of a spec2cie output file: sample, D65LAB_L, _A, _B.
 lab_of() {
-    awk '
-        /^BEGIN_DATA_FORMAT/ { getline header; nf = split(header, names, " "); next }
-        /^BEGIN_DATA$/ { inData = 1; next }
-        /^END_DATA$/ { inData = 0; next }
-        inData {
-            for (i = 1; i <= nf; i++) col[names[i]] = $i
-            name = ("SAMPLE_LOC" in col) ? col["SAMPLE_LOC"] : $1
-            gsub(/"/, "", name)
-            print name, col["D65LAB_L"], col["D65LAB_A"], col["D65LAB_B"]
-        }' "$1"
+    awk -f "$here/../spec2cie_lab.awk" "$1"
 }
 
 # write_ti3 FILE BANDS START END NAMES ROWS
