@@ -40,6 +40,8 @@ constexpr double kFractionCeiling = 2.0;
 constexpr double kCoarsestStepNm = 20.0;
 // Field names round the wavelength to a whole nanometre (Argyll's hi-res SPEC_383 for 383.33).
 constexpr double kRoundedNameNm = 0.5 + 1e-6;
+// No measurement file comes near this size (100,000 samples at 1 nm are about 300 MB).
+constexpr std::streamoff kLargestFile = std::streamoff(4) << 30;
 // Header lines that could not be read are noted one by one up to this many.
 constexpr int kMaxLineNotes = 5;
 
@@ -578,8 +580,9 @@ double SpragueAt(const std::vector<double>& f, double position) {
 }
 
 // Solves g x = b for every column of b (g is m x m, symmetric positive definite; b is m x n, both
-// row-major) by Gauss-Jordan elimination with partial pivoting; b is overwritten with x.
-void Solve(std::vector<double>& g, std::vector<double>& b, std::size_t m, std::size_t n) {
+// row-major) by Gauss-Jordan elimination with partial pivoting; b is overwritten with x. False
+// when g is singular (too few measured points for the unknowns).
+bool Solve(std::vector<double>& g, std::vector<double>& b, std::size_t m, std::size_t n) {
     for (std::size_t c = 0; c < m; ++c) {
         std::size_t pivot = c;
         for (std::size_t r = c + 1; r < m; ++r) {
@@ -591,6 +594,8 @@ void Solve(std::vector<double>& g, std::vector<double>& b, std::size_t m, std::s
         for (std::size_t k = 0; k < n; ++k)
             std::swap(b[c * n + k], b[pivot * n + k]);
         const double d = g[c * m + c];
+        if (!(std::fabs(d) > 1e-12))
+            return false;
         for (std::size_t r = 0; r < m; ++r) {
             if (r == c || g[r * m + c] == 0.0)
                 continue;
@@ -605,6 +610,7 @@ void Solve(std::vector<double>& g, std::vector<double>& b, std::size_t m, std::s
         for (std::size_t k = 0; k < n; ++k)
             b[c * n + k] /= g[c * m + c];
     }
+    return true;
 }
 
 // How each of the 40 points is made from a row's measured values: taken from one measured point
@@ -706,7 +712,8 @@ class Resampler {
                     g[p * m + q] += a[r * m + p] * a[r * m + q];
             }
         }
-        Solve(g, x, m, used.size());
+        if (used.size() < m || !Solve(g, x, m, used.size()))
+            return false;
         for (int i = 0; i < kPointCount; ++i) {
             m_direct[i] = -1;
             const std::size_t j = static_cast<std::size_t>(std::clamp(i, lo, hi) - lo);
@@ -1024,6 +1031,8 @@ std::string ReadAll(std::istream& in, const std::string& sourceName) {
         const std::istream::pos_type end = in.tellg();
         in.seekg(start);
         if (end != std::istream::pos_type(-1) && end >= start) {
+            if (end - start > kLargestFile)
+                throw IoError(sourceName + ": the file is too large for a measurement file");
             text.resize(static_cast<std::size_t>(end - start));
             in.read(text.data(), static_cast<std::streamsize>(text.size()));
             text.resize(static_cast<std::size_t>(in.gcount()));
@@ -1304,6 +1313,9 @@ SaveSetData ImportCgats(std::istream& in, const std::string& sourceName,
 
 SaveSetData ImportCgats(const std::filesystem::path& file, const ImportOptions& options,
                         ImportReport* report) {
+    std::error_code ec;
+    if (std::filesystem::is_directory(file, ec))
+        throw IoError(file.string() + ": this is a folder, not a measurement file");
     std::ifstream in(file, std::ios::binary);
     if (!in)
         throw IoError(file.string() + ": the file could not be opened");
@@ -1321,6 +1333,8 @@ std::vector<std::string> ImportReport::Lines() const {
         out.push_back("Spectral values: " + SpectralFields.front() + " .. " +
                       SpectralFields.back() + " (" + std::to_string(SpectralFields.size()) + ", " +
                       Layout + ")");
+    } else if (!Layout.empty()) {
+        out.push_back("Spectral values: " + Layout);
     }
     out.push_back("Measured range: " + FormatNm(FirstNm) + "-" + FormatNm(LastNm) + " nm, step " +
                   FormatNm(StepNm) + " nm (wavelengths from " + WavelengthSource + ")");

@@ -21,6 +21,9 @@ namespace {
 
 constexpr const char* kCoreNamespace = "http://colorexchangeformat.com/CxF3-core";
 constexpr const char* kOurNamespace = "urn:tintara-profiler:save-set";
+// CxF3's element for a measurement condition, and the collection of them.
+constexpr const char* kCondition = "ColorSpecification";
+constexpr const char* kConditions = "ColorSpecificationCollection";
 
 // An element's name without its namespace prefix ("cc:Object" -> "Object").
 std::string_view LocalName(const pugi::xml_node& node) {
@@ -67,7 +70,7 @@ int LineOf(const std::string& text, std::ptrdiff_t offset) {
 
 enum class Geometry { Unknown, SpecularIncluded, SpecularExcluded };
 
-// One ColorSpecification: a measurement condition.
+// One measurement condition of the file.
 struct Condition {
     std::string id;
     bool hasStart = false;
@@ -83,9 +86,9 @@ struct Spectrum {
     std::vector<std::string> values;  // as written (0..1)
 };
 
-Geometry GeometryOf(const pugi::xml_node& spec) {
-    for (const char* element : {"SphereGeometryConfiguration", "SpecularComponent"}) {
-        for (const pugi::xml_node& n : Descendants(spec, element)) {
+Geometry GeometryOf(const pugi::xml_node& element) {
+    for (const char* name : {"SphereGeometryConfiguration", "SpecularComponent"}) {
+        for (const pugi::xml_node& n : Descendants(element, name)) {
             const std::string_view text = n.child_value();
             if (text.find("Excluded") != std::string_view::npos ||
                 text.find("excluded") != std::string_view::npos)
@@ -132,10 +135,10 @@ SaveSetData ImportCxf(std::istream& in, const std::string& sourceName, const Imp
     report.Format = "CxF3";
     std::vector<Condition> conditions;
     std::map<std::string, std::size_t> conditionOf;
-    for (const pugi::xml_node& spec : Descendants(root, "ColorSpecification")) {
+    for (const pugi::xml_node& element : Descendants(root, kCondition)) {
         Condition c;
-        c.id = spec.attribute("Id").value();
-        const std::vector<pugi::xml_node> ranges = Descendants(spec, "WavelengthRange");
+        c.id = element.attribute("Id").value();
+        const std::vector<pugi::xml_node> ranges = Descendants(element, "WavelengthRange");
         if (!ranges.empty()) {
             const pugi::xml_node& range = ranges.front();
             double v = 0;
@@ -146,7 +149,7 @@ SaveSetData ImportCxf(std::istream& in, const std::string& sourceName, const Imp
             if (ParseDouble(range.attribute("Increment").value(), v) && v > 0)
                 c.incrementNm = v;
         }
-        c.geometry = GeometryOf(spec);
+        c.geometry = GeometryOf(element);
         conditionOf.emplace(c.id, conditions.size());
         conditions.push_back(std::move(c));
     }
@@ -164,13 +167,13 @@ SaveSetData ImportCxf(std::istream& in, const std::string& sourceName, const Imp
             name = "Object " + std::to_string(index + 1);
         bool any = false;
         for (const pugi::xml_node& rs : Descendants(object, "ReflectanceSpectrum")) {
-            const std::string specId = rs.attribute("ColorSpecification").value();
-            auto found = conditionOf.find(specId);
+            const std::string conditionName = rs.attribute(kCondition).value();
+            auto found = conditionOf.find(conditionName);
             if (found == conditionOf.end()) {
                 // A spectrum that names no known condition forms one of its own.
                 Condition c;
-                c.id = specId;
-                found = conditionOf.emplace(specId, conditions.size()).first;
+                c.id = conditionName;
+                found = conditionOf.emplace(conditionName, conditions.size()).first;
                 conditions.push_back(std::move(c));
             }
             Condition& condition = conditions[found->second];
@@ -229,8 +232,11 @@ SaveSetData ImportCxf(std::istream& in, const std::string& sourceName, const Imp
                                    " objects carry colour values only); Tintara needs spectra");
     }
     if (skipped > 0) {
-        report.Notes.push_back(std::to_string(skipped) +
-                               " objects without a reflectance spectrum were skipped");
+        report.Notes.push_back(skipped == 1
+                                   ? std::string("1 object without a reflectance spectrum was "
+                                                 "skipped")
+                                   : std::to_string(skipped) +
+                                         " objects without a reflectance spectrum were skipped");
     }
 
     // Which conditions become angle positions 0 and 1.
@@ -323,7 +329,6 @@ SaveSetData ImportCxf(std::istream& in, const std::string& sourceName, const Imp
     report.SheetType = "";
     report.Records = static_cast<int>(data.Records.size());
     report.Angles = data.NumAngles;
-    report.SpectralFields = {"ReflectanceSpectrum"};
     report.Layout = "one ReflectanceSpectrum per object and measurement condition";
     report.WavelengthSource = "StartWL and the WavelengthRange increment";
     report.NameField = "Name";
@@ -345,6 +350,9 @@ SaveSetData ImportCxf(std::istream& in, const std::string& sourceName, const Imp
 
 SaveSetData ImportCxf(const std::filesystem::path& file, const ImportOptions& options,
                       ImportReport* report) {
+    std::error_code ec;
+    if (std::filesystem::is_directory(file, ec))
+        throw IoError(file.string() + ": this is a folder, not a measurement file");
     std::ifstream in(file, std::ios::binary);
     if (!in)
         throw IoError(file.string() + ": the file could not be opened");
@@ -396,19 +404,20 @@ void ExportCxf(const SaveSetData& data, std::ostream& out, const ExportOptions& 
                 values += FormatDecimal(v, -2);
             }
             pugi::xml_node spectrum = colourValues.append_child("cc:ReflectanceSpectrum");
-            spectrum.append_attribute("ColorSpecification") = conditionId(a).c_str();
+            spectrum.append_attribute(kCondition) = conditionId(a).c_str();
             spectrum.text() = values.c_str();
         }
     }
-    pugi::xml_node specs = resources.append_child("cc:ColorSpecificationCollection");
+    pugi::xml_node conditions = resources.append_child((std::string("cc:") + kConditions).c_str());
     for (int a = 0; a < angles; ++a) {
-        pugi::xml_node spec = specs.append_child("cc:ColorSpecification");
-        spec.append_attribute("Id") = conditionId(a).c_str();
-        pugi::xml_node tristimulus = spec.append_child("cc:TristimulusSpec");
+        pugi::xml_node condition =
+            conditions.append_child((std::string("cc:") + kCondition).c_str());
+        condition.append_attribute("Id") = conditionId(a).c_str();
+        pugi::xml_node tristimulus = condition.append_child("cc:TristimulusSpec");
         tristimulus.append_child("cc:Illuminant").text() = "D65";
         tristimulus.append_child("cc:Observer").text() = "10_Degree";
         tristimulus.append_child("cc:Method").text() = "E308";
-        pugi::xml_node measurement = spec.append_child("cc:MeasurementSpec");
+        pugi::xml_node measurement = condition.append_child("cc:MeasurementSpec");
         measurement.append_child("cc:MeasurementType").text() = "Spectrum_Reflectance";
         const std::string id = conditionId(a);
         if (id != "Reflectance") {

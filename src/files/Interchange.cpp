@@ -12,6 +12,9 @@
 namespace tintara {
 
 MeasurementFormat FormatOfMeasurementFile(const std::filesystem::path& file) {
+    std::error_code ec;
+    if (std::filesystem::is_directory(file, ec))
+        throw IoError(file.string() + ": this is a folder, not a measurement file");
     std::ifstream in(file, std::ios::binary);
     if (!in)
         throw IoError(file.string() + ": the file could not be opened");

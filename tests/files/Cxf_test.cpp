@@ -85,7 +85,7 @@ TEST(CxfImport, InstrumentFilesGiveBothGeometriesWithExactPercentages) {
     EXPECT_EQ(report.Format, "CxF3");
     EXPECT_TRUE(report.ExtendedBelow && report.ExtendedAbove);
     ASSERT_EQ(report.Notes.size(), 1u);  // the Lab-only object
-    EXPECT_NE(report.Notes[0].find("1 objects without a reflectance spectrum"), std::string::npos);
+    EXPECT_NE(report.Notes[0].find("1 object without a reflectance spectrum"), std::string::npos);
     for (int o = 0; o < 3; ++o) {
         const SaveSetRecord& rec = data.Records[o];
         for (int k = 0; k < 36; ++k) {

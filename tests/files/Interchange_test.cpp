@@ -143,6 +143,7 @@ TEST(Interchange, FormatIsToldByContentOnImportAndByNameOnExport) {
     std::ifstream earlier(blocked);
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(earlier), {}), "earlier");
     EXPECT_THROW(ImportMeasurements(dir / "missing.txt"), IoError);
+    EXPECT_THROW(ImportMeasurements(dir), IoError);  // a folder
 }
 
 }  // namespace
