@@ -1313,12 +1313,7 @@ SaveSetData ImportCgats(std::istream& in, const std::string& sourceName,
 
 SaveSetData ImportCgats(const std::filesystem::path& file, const ImportOptions& options,
                         ImportReport* report) {
-    std::error_code ec;
-    if (std::filesystem::is_directory(file, ec))
-        throw IoError(file.string() + ": this is a folder, not a measurement file");
-    std::ifstream in(file, std::ios::binary);
-    if (!in)
-        throw IoError(file.string() + ": the file could not be opened");
+    std::ifstream in = OpenMeasurementFile(file);
     return ImportCgats(in, file.string(), options, report);
 }
 

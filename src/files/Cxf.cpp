@@ -350,12 +350,7 @@ SaveSetData ImportCxf(std::istream& in, const std::string& sourceName, const Imp
 
 SaveSetData ImportCxf(const std::filesystem::path& file, const ImportOptions& options,
                       ImportReport* report) {
-    std::error_code ec;
-    if (std::filesystem::is_directory(file, ec))
-        throw IoError(file.string() + ": this is a folder, not a measurement file");
-    std::ifstream in(file, std::ios::binary);
-    if (!in)
-        throw IoError(file.string() + ": the file could not be opened");
+    std::ifstream in = OpenMeasurementFile(file);
     return ImportCxf(in, file.string(), options, report);
 }
 

@@ -11,13 +11,18 @@
 
 namespace tintara {
 
-MeasurementFormat FormatOfMeasurementFile(const std::filesystem::path& file) {
+std::ifstream OpenMeasurementFile(const std::filesystem::path& file) {
     std::error_code ec;
     if (std::filesystem::is_directory(file, ec))
         throw IoError(file.string() + ": this is a folder, not a measurement file");
     std::ifstream in(file, std::ios::binary);
     if (!in)
         throw IoError(file.string() + ": the file could not be opened");
+    return in;
+}
+
+MeasurementFormat FormatOfMeasurementFile(const std::filesystem::path& file) {
+    std::ifstream in = OpenMeasurementFile(file);
     char head[512];
     in.read(head, sizeof head);
     const std::string_view text(head, static_cast<std::size_t>(in.gcount()));

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 #include "files/Cgats.h"
@@ -26,6 +27,10 @@ SaveSetData ImportMeasurements(const std::filesystem::path& file, const ImportOp
 // Writes the save set as CGATS or CxF3 (by FormatForExport) through ReplaceFileWith.
 void ExportMeasurements(const SaveSetData& data, const std::filesystem::path& file,
                         const ExportOptions& options = {});
+
+// Opens a measurement file for reading. Throws IoError naming the file when it is a folder or
+// cannot be opened.
+std::ifstream OpenMeasurementFile(const std::filesystem::path& file);
 
 // Writes bytes to a temporary file in the target's folder and renames it over the target, so a
 // failed write never destroys an earlier file. Throws IoError naming the file.
