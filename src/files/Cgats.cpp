@@ -47,20 +47,27 @@ constexpr int kMaxLineNotes = 5;
 
 // ---- lines and tokens ---------------------------------------------------------------------------
 
+// The lines of a text ending in LF, CR LF or CR alike.
 std::vector<std::string_view> SplitLines(std::string_view text) {
     std::vector<std::string_view> lines;
     lines.reserve(text.size() / 64 + 16);
-    std::size_t start = 0;
-    const char* data = text.data();
-    const std::size_t n = text.size();
-    while (start < n) {
-        std::size_t i = start;
-        while (i < n && data[i] != '\n' && data[i] != '\r')
-            ++i;
-        lines.push_back(text.substr(start, i - start));
-        if (i < n && data[i] == '\r' && i + 1 < n && data[i + 1] == '\n')
-            ++i;
-        start = i + 1;
+    const char* p = text.data();
+    const char* const end = p + text.size();
+    while (p < end) {
+        const char* lf = static_cast<const char*>(std::memchr(p, '\n', end - p));
+        const char* stop = lf ? lf : end;
+        // A CR ends a line too: before the LF (CR LF), or on its own (old Mac files).
+        for (const char* cr; (cr = static_cast<const char*>(std::memchr(p, '\r', stop - p)));) {
+            lines.emplace_back(p, static_cast<std::size_t>(cr - p));
+            p = cr + 1;
+            if (p == stop)
+                break;
+        }
+        if (p < stop || (lf && p == stop && (p == text.data() || p[-1] != '\r')))
+            lines.emplace_back(p, static_cast<std::size_t>(stop - p));
+        if (!lf)
+            break;
+        p = lf + 1;
     }
     return lines;
 }
@@ -902,12 +909,13 @@ void ReadRows(const Table& t, SpectralLayout& s, const Resampler* resampler, int
     const std::size_t count = s.column.size();
     std::vector<double> values(count), scaled(count), rowNm(count);
     std::unique_ptr<Resampler> own;
+    double top = largest;  // kept in a register while the rows are read
     int shift = fractions ? 2 : reading.exponent10;
     if (fractions)
         fractions->reserve(t.rows.size());
     for (std::size_t r = 0; r < t.rows.size(); ++r) {
         // A value above the ceiling settles the scale as percent: no fractions are needed.
-        if (fractions && largest > kFractionCeiling) {
+        if (fractions && top > kFractionCeiling) {
             *fractions = std::vector<Curve>();
             fractions = nullptr;
             shift = reading.exponent10;
@@ -930,7 +938,7 @@ void ReadRows(const Table& t, SpectralLayout& s, const Resampler* resampler, int
                 Fail(source, line,
                      s.names[k] + " is \"" + Shorten(cell) + "\", which is not a number");
             }
-            largest = std::max(largest, values[k]);
+            top = std::max(top, values[k]);
         }
         if (s.pairs) {
             for (std::size_t k = 0; k < count; ++k) {
@@ -983,6 +991,7 @@ void ReadRows(const Table& t, SpectralLayout& s, const Resampler* resampler, int
         if (angle == 0 && nameColumn >= 0)
             rec.Name.assign(cells[nameColumn]);
     }
+    largest = top;
 }
 
 // The power of ten that factor is, when it is one.
