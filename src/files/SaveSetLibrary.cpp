@@ -138,9 +138,12 @@ class Checksum {
   private:
     static uint64_t LoadLittleEndian(const unsigned char* p) {
         uint64_t w = 0;
-        for (int b = 7; b >= 0; --b)
-            w = (w << 8) | p[b];
-        return w;
+        std::memcpy(&w, p, sizeof w);
+        if constexpr (std::endian::native == std::endian::little) {
+            return w;
+        } else {
+            return __builtin_bswap64(w);
+        }
     }
     uint64_t m_h = 0xcbf29ce484222325ULL;
 };
@@ -355,6 +358,25 @@ bool SyncPath(const fs::path& path, bool isFolder) {
 
 // ---- reading ----
 
+// The column a check is about, for the message that names it: a fixed text, or a field of a
+// numbered record. The record's text is only put together when a check fails, not per row.
+class Field {
+  public:
+    Field(const char* text) : m_name(text) {}
+    Field(std::string text) : m_text(std::move(text)) {}
+    Field(int64_t record, const char* name) : m_record(record), m_name(name) {}
+    std::string Text() const {
+        if (m_record >= 0)
+            return "record " + std::to_string(m_record) + ": " + m_name;
+        return m_name ? std::string(m_name) : m_text;
+    }
+
+  private:
+    int64_t m_record = -1;
+    const char* m_name = nullptr;
+    std::string m_text;
+};
+
 class Reader {
   public:
     explicit Reader(const fs::path& file) : m_file(file) {}
@@ -430,45 +452,45 @@ class Reader {
         return sqlite3_column_int64(s.stmt, 0);
     }
 
-    int64_t Integer(sqlite3_stmt* s, int col, const std::string& what, int64_t lo, int64_t hi) {
+    int64_t Integer(sqlite3_stmt* s, int col, const Field& what, int64_t lo, int64_t hi) {
         if (sqlite3_column_type(s, col) != SQLITE_INTEGER)
-            Bad(what + " is not a whole number");
+            Bad(what.Text() + " is not a whole number");
         const int64_t v = sqlite3_column_int64(s, col);
         if (v < lo || v > hi)
-            Bad(what + " is out of range (" + std::to_string(v) + ")");
+            Bad(what.Text() + " is out of range (" + std::to_string(v) + ")");
         return v;
     }
-    int16_t Short(sqlite3_stmt* s, int col, const std::string& what) {
+    int16_t Short(sqlite3_stmt* s, int col, const Field& what) {
         return static_cast<int16_t>(Integer(s, col, what, std::numeric_limits<int16_t>::min(),
                                             std::numeric_limits<int16_t>::max()));
     }
-    double Real(sqlite3_stmt* s, int col, const std::string& what) {
+    double Real(sqlite3_stmt* s, int col, const Field& what) {
         const int type = sqlite3_column_type(s, col);
         if (type != SQLITE_FLOAT && type != SQLITE_INTEGER)
-            Bad(what + " is not a number");
+            Bad(what.Text() + " is not a number");
         const double v = sqlite3_column_double(s, col);
         if (!std::isfinite(v))
-            Bad(what + " is not a finite number");
+            Bad(what.Text() + " is not a finite number");
         return v;
     }
-    std::string Text(sqlite3_stmt* s, int col, const std::string& what) {
+    std::string Text(sqlite3_stmt* s, int col, const Field& what) {
         if (sqlite3_column_type(s, col) != SQLITE_TEXT)
-            Bad(what + " is not a text");
+            Bad(what.Text() + " is not a text");
         const auto* p = reinterpret_cast<const char*>(sqlite3_column_text(s, col));
         const int n = sqlite3_column_bytes(s, col);
         return p ? std::string(p, static_cast<std::size_t>(n)) : std::string();
     }
-    void CurveColumn(sqlite3_stmt* s, int col, const std::string& what, Curve& curve) {
+    void CurveColumn(sqlite3_stmt* s, int col, const Field& what, Curve& curve) {
         if (sqlite3_column_type(s, col) != SQLITE_BLOB)
-            Bad(what + " is not a curve");
+            Bad(what.Text() + " is not a curve");
         const auto* p = static_cast<const unsigned char*>(sqlite3_column_blob(s, col));
         const int n = sqlite3_column_bytes(s, col);
         if (n != static_cast<int>(kCurveBytes) || !p) {
-            Bad(what + " holds " + std::to_string(n) + " bytes, not 40 numbers");
+            Bad(what.Text() + " holds " + std::to_string(n) + " bytes, not 40 numbers");
         }
         DecodeCurve(p, curve);
         if (!AllFinite(curve))
-            Bad(what + " holds a value that is not a finite number");
+            Bad(what.Text() + " holds a value that is not a finite number");
     }
 
     void ReadHeader(SaveSetData& d) {
@@ -526,31 +548,32 @@ class Reader {
         int rc;
         int64_t expected = 0;
         while ((rc = sqlite3_step(s.stmt)) == SQLITE_ROW) {
-            const std::string where = "record " + std::to_string(expected);
             const int64_t ordinal = sqlite3_column_int64(s.stmt, 0);
             if (ordinal != expected) {
-                Bad("the records are not numbered in sequence (" + where + " is missing)");
+                Bad("the records are not numbered in sequence (record " + std::to_string(expected) +
+                    " is missing)");
             }
             SaveSetRecord& rec = d.Records.emplace_back();
-            rec.Name = Text(s.stmt, 1, where + ": the name");
-            rec.Name2 = Text(s.stmt, 2, where + ": the second name");
-            rec.System = Text(s.stmt, 3, where + ": the system text");
-            rec.Notes = Text(s.stmt, 4, where + ": the notes");
-            rec.Status = Text(s.stmt, 5, where + ": the status");
-            rec.Instrument = Short(s.stmt, 6, where + ": the instrument");
-            rec.Time = static_cast<int32_t>(Integer(s.stmt, 7, where + ": the time",
+            rec.Name = Text(s.stmt, 1, {expected, "the name"});
+            rec.Name2 = Text(s.stmt, 2, {expected, "the second name"});
+            rec.System = Text(s.stmt, 3, {expected, "the system text"});
+            rec.Notes = Text(s.stmt, 4, {expected, "the notes"});
+            rec.Status = Text(s.stmt, 5, {expected, "the status"});
+            rec.Instrument = Short(s.stmt, 6, {expected, "the instrument"});
+            rec.Time = static_cast<int32_t>(Integer(s.stmt, 7, {expected, "the time"},
                                                     std::numeric_limits<int32_t>::min(),
                                                     std::numeric_limits<int32_t>::max()));
-            CurveColumn(s.stmt, 8, where + ": the curve at angle position 0", rec.Curves[0]);
+            CurveColumn(s.stmt, 8, {expected, "the curve at angle position 0"}, rec.Curves[0]);
             const bool secondCurve = sqlite3_column_type(s.stmt, 9) != SQLITE_NULL;
             if (!secondCurve) {
                 if (d.NumAngles >= 2)
-                    Bad(where + ": the curve at angle position 1 is missing");
+                    Bad(Field(expected, "the curve at angle position 1 is missing").Text());
             } else {
-                CurveColumn(s.stmt, 9, where + ": the curve at angle position 1", rec.Curves[1]);
+                CurveColumn(s.stmt, 9, {expected, "the curve at angle position 1"}, rec.Curves[1]);
             }
             if (sqlite3_column_int64(s.stmt, 10) != RecordChecksum(rec, ordinal, secondCurve)) {
-                Bad("the save set is damaged (" + where + " does not match its checksum)");
+                Bad("the save set is damaged (record " + std::to_string(expected) +
+                    " does not match its checksum)");
             }
             ++expected;
         }
