@@ -461,10 +461,15 @@ class Reader {
         return sqlite3_column_int64(s.stmt, 0);
     }
 
+    // Each column is fetched once as a value and examined through the sqlite3_value calls, which
+    // skip the per-call locking of the sqlite3_column ones. The connection is opened without a
+    // mutex (multi-thread mode), where SQLite makes no difference between protected and
+    // unprotected values, and the value is used before the next step.
     int64_t Integer(sqlite3_stmt* s, int col, const Field& what, int64_t lo, int64_t hi) {
-        if (sqlite3_column_type(s, col) != SQLITE_INTEGER)
+        sqlite3_value* value = sqlite3_column_value(s, col);
+        if (sqlite3_value_type(value) != SQLITE_INTEGER)
             Bad(what.Text() + " is not a whole number");
-        const int64_t v = sqlite3_column_int64(s, col);
+        const int64_t v = sqlite3_value_int64(value);
         if (v < lo || v > hi)
             Bad(what.Text() + " is out of range (" + std::to_string(v) + ")");
         return v;
@@ -474,27 +479,30 @@ class Reader {
                                             std::numeric_limits<int16_t>::max()));
     }
     double Real(sqlite3_stmt* s, int col, const Field& what) {
-        const int type = sqlite3_column_type(s, col);
+        sqlite3_value* value = sqlite3_column_value(s, col);
+        const int type = sqlite3_value_type(value);
         if (type != SQLITE_FLOAT && type != SQLITE_INTEGER)
             Bad(what.Text() + " is not a number");
-        const double v = sqlite3_column_double(s, col);
+        const double v = sqlite3_value_double(value);
         if (!std::isfinite(v))
             Bad(what.Text() + " is not a finite number");
         return v;
     }
     std::string Text(sqlite3_stmt* s, int col, const Field& what) {
-        if (sqlite3_column_type(s, col) != SQLITE_TEXT)
+        sqlite3_value* value = sqlite3_column_value(s, col);
+        if (sqlite3_value_type(value) != SQLITE_TEXT)
             Bad(what.Text() + " is not a text");
-        const auto* p = reinterpret_cast<const char*>(sqlite3_column_text(s, col));
-        const int n = sqlite3_column_bytes(s, col);
+        const auto* p = reinterpret_cast<const char*>(sqlite3_value_text(value));
+        const int n = sqlite3_value_bytes(value);
         return p ? std::string(p, static_cast<std::size_t>(n)) : std::string();
     }
     // Returns the stored bytes, valid until the next step.
     const unsigned char* CurveColumn(sqlite3_stmt* s, int col, const Field& what, Curve& curve) {
-        if (sqlite3_column_type(s, col) != SQLITE_BLOB)
+        sqlite3_value* value = sqlite3_column_value(s, col);
+        if (sqlite3_value_type(value) != SQLITE_BLOB)
             Bad(what.Text() + " is not a curve");
-        const auto* p = static_cast<const unsigned char*>(sqlite3_column_blob(s, col));
-        const int n = sqlite3_column_bytes(s, col);
+        const auto* p = static_cast<const unsigned char*>(sqlite3_value_blob(value));
+        const int n = sqlite3_value_bytes(value);
         if (n != static_cast<int>(kCurveBytes) || !p) {
             Bad(what.Text() + " holds " + std::to_string(n) + " bytes, not 40 numbers");
         }
