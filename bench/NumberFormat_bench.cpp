@@ -9,82 +9,59 @@
 
 namespace {
 
-constexpr double kStep = 0.0137;  // colour differences from 0 to a few hundred, never round
-
-void BM_FormatDeltaE(benchmark::State& state) {
+// Renders colour differences from 0 to a few hundred, never round, one per iteration.
+template <class Render>
+void OverValues(benchmark::State& state, Render render) {
     double v = 0.0;
     for (auto _ : state) {
-        benchmark::DoNotOptimize(tintara::Format(v, "##0.00"));
-        v += kStep;
+        benchmark::DoNotOptimize(render(v));
+        benchmark::ClobberMemory();
+        v += 0.0137;
     }
     state.SetItemsProcessed(state.iterations());
+}
+
+void BM_FormatDeltaE(benchmark::State& state) {
+    OverValues(state, [](double v) { return tintara::Format(v, "##0.00"); });
 }
 BENCHMARK(BM_FormatDeltaE);
 
 void BM_FormatDeltaEReference(benchmark::State& state) {
-    double v = 0.0;
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(tintara::detail::ReferenceFormat(v, "##0.00"));
-        v += kStep;
-    }
-    state.SetItemsProcessed(state.iterations());
+    OverValues(state, [](double v) { return tintara::detail::ReferenceFormat(v, "##0.00"); });
 }
 BENCHMARK(BM_FormatDeltaEReference);
 
 void BM_FormatGain(benchmark::State& state) {
-    double v = 0.0;
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(tintara::Format(v, "###.000000"));
-        v += kStep;
-    }
-    state.SetItemsProcessed(state.iterations());
+    OverValues(state, [](double v) { return tintara::Format(v, "###.000000"); });
 }
 BENCHMARK(BM_FormatGain);
 
 void BM_PrintNumber(benchmark::State& state) {
-    double v = 0.0;
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(tintara::PrintNumber(v));
-        v += kStep;
-    }
-    state.SetItemsProcessed(state.iterations());
+    OverValues(state, [](double v) { return tintara::PrintNumber(v); });
 }
 BENCHMARK(BM_PrintNumber);
 
 void BM_PrintNumberReference(benchmark::State& state) {
-    double v = 0.0;
-    for (auto _ : state) {
+    OverValues(state, [](double v) {
         const std::string text = tintara::detail::ReferenceNumberText(v);
-        benchmark::DoNotOptimize((text[0] == '-' ? text : " " + text) + " ");
-        v += kStep;
-    }
-    state.SetItemsProcessed(state.iterations());
+        return (text[0] == '-' ? text : " " + text) + " ";
+    });
 }
 BENCHMARK(BM_PrintNumberReference);
 
-// The floor: the shortest round-trip text of the same values, into a std::string likewise.
+// The floor: the shortest round-trip text of the same values, into a std::string and alone.
 void BM_ToChars(benchmark::State& state) {
-    double v = 0.0;
-    for (auto _ : state) {
+    OverValues(state, [](double v) {
         char buffer[32];
-        const auto result = std::to_chars(buffer, buffer + sizeof buffer, v);
-        benchmark::DoNotOptimize(std::string(buffer, result.ptr));
-        v += kStep;
-    }
-    state.SetItemsProcessed(state.iterations());
+        return std::string(buffer, std::to_chars(buffer, buffer + sizeof buffer, v).ptr);
+    });
 }
 BENCHMARK(BM_ToChars);
 
 void BM_ToCharsBuffer(benchmark::State& state) {
-    double v = 0.0;
-    for (auto _ : state) {
-        char buffer[32];
-        const auto result = std::to_chars(buffer, buffer + sizeof buffer, v);
-        benchmark::DoNotOptimize(result.ptr);
-        benchmark::ClobberMemory();
-        v += kStep;
-    }
-    state.SetItemsProcessed(state.iterations());
+    char buffer[32];
+    OverValues(state,
+               [&](double v) { return std::to_chars(buffer, buffer + sizeof buffer, v).ptr; });
 }
 BENCHMARK(BM_ToCharsBuffer);
 

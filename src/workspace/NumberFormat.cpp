@@ -70,29 +70,45 @@ void RoundDecimal(const Decimal& d, int decimals, std::string& intDigits, std::s
     intDigits = firstNonZero == std::string::npos ? std::string() : intDigits.substr(firstNonZero);
 }
 
-std::string FormatSection(double magnitude, std::string_view section) {
-    // Locate the digit placeholders; everything before the first and after the last is literal.
+// One section of a Format pattern taken apart.
+struct PatternSection {
+    std::string_view prefix, suffix;  // literal text before the first and after the last digit
+    bool hasPoint = false;
+    int intZeros = 0;    // forced integer digits
+    int decimals = 0;    // fraction places
+    int fracForced = 0;  // fraction places up to the last forced one
+};
+
+// False when the section has no digit placeholder (it is then all literal text).
+bool ParseSection(std::string_view section, PatternSection& p) {
     const auto first = section.find_first_of("#0.");
     if (first == std::string_view::npos)
-        return std::string(section);
-    auto last = section.find_last_of("#0.");
-    const std::string_view prefix = section.substr(0, first);
+        return false;
+    const auto last = section.find_last_of("#0.");
+    p.prefix = section.substr(0, first);
     const std::string_view number = section.substr(first, last - first + 1);
-    const std::string_view suffix = section.substr(last + 1);
-
+    p.suffix = section.substr(last + 1);
     const auto point = number.find('.');
+    p.hasPoint = point != std::string_view::npos;
     const std::string_view intPart = number.substr(0, point);
-    const std::string_view fracPart =
-        point == std::string_view::npos ? std::string_view() : number.substr(point + 1);
-    int intZeros = 0;
+    const std::string_view fracPart = p.hasPoint ? number.substr(point + 1) : std::string_view();
+    p.intZeros = 0;
     for (char c : intPart)
-        intZeros += (c == '0');
-    int fracForced = 0;
+        p.intZeros += (c == '0');
+    p.fracForced = 0;
     for (std::size_t i = 0; i < fracPart.size(); ++i) {
         if (fracPart[i] == '0')
-            fracForced = static_cast<int>(i) + 1;
+            p.fracForced = static_cast<int>(i) + 1;
     }
-    const int decimals = static_cast<int>(fracPart.size());
+    p.decimals = static_cast<int>(fracPart.size());
+    return true;
+}
+
+std::string FormatSection(double magnitude, std::string_view section) {
+    PatternSection p;
+    if (!ParseSection(section, p))
+        return std::string(section);
+    const auto [prefix, suffix, hasPoint, intZeros, decimals, fracForced] = p;
 
     std::string intDigits, fracDigits;
     RoundDecimal(ToDecimal15(magnitude), decimals, intDigits, fracDigits);
@@ -105,7 +121,7 @@ std::string FormatSection(double magnitude, std::string_view section) {
     }
     std::string out(prefix);
     out += intDigits;
-    if (point != std::string_view::npos)
+    if (hasPoint)
         out += '.' + fracDigits;
     out += suffix;
     return out;
@@ -257,26 +273,10 @@ char* WriteDigits(char* out, std::uint64_t n) {
 // FormatSection on the fast path, written at out (room for 128 characters). Returns the end, or
 // nullptr when the value or the section is outside what the fast path handles.
 char* FormatSectionFast(double magnitude, std::string_view section, bool minus, char* out) {
-    const auto first = section.find_first_of("#0.");
-    if (first == std::string_view::npos)
+    PatternSection p;
+    if (!ParseSection(section, p))
         return nullptr;
-    const auto last = section.find_last_of("#0.");
-    const std::string_view prefix = section.substr(0, first);
-    const std::string_view number = section.substr(first, last - first + 1);
-    const std::string_view suffix = section.substr(last + 1);
-    const auto point = number.find('.');
-    const std::string_view intPart = number.substr(0, point);
-    const std::string_view fracPart =
-        point == std::string_view::npos ? std::string_view() : number.substr(point + 1);
-    int intZeros = 0;
-    for (char c : intPart)
-        intZeros += (c == '0');
-    int fracForced = 0;
-    for (std::size_t i = 0; i < fracPart.size(); ++i) {
-        if (fracPart[i] == '0')
-            fracForced = static_cast<int>(i) + 1;
-    }
-    const int decimals = static_cast<int>(fracPart.size());
+    const auto [prefix, suffix, hasPoint, intZeros, decimals, fracForced] = p;
     if (decimals > 15 || intZeros > 24 || prefix.size() + suffix.size() > 60)
         return nullptr;
 
@@ -310,7 +310,7 @@ char* FormatSectionFast(double magnitude, std::string_view section, bool minus, 
     for (int i = intLength; i < intZeros; ++i)
         *out++ = '0';
     out = std::copy(intText, intText + intLength, out);
-    if (point != std::string_view::npos) {
+    if (hasPoint) {
         *out++ = '.';
         char* fracStart = out;
         for (int i = decimals - 1; i >= 0; --i)
