@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "LargeFandeck.h"
 #include "engine/ProfileSequence.h"
 #include "engine/Utility.h"
 #include "files/CCFReadWrite.h"
@@ -22,56 +23,22 @@ using namespace tintara;
 
 constexpr int kRecords = 100000;
 
-// The demo's tile sets profiled in SCI and SCE into one coefficient file, and the demo fandeck
-// stretched to 100,000 records (each copy nudged so that no two records are the same).
+// The demo's coefficient file and fandecks stretched to 100,000 records, in a temporary folder.
 struct Fixture {
     std::filesystem::path dir, ccf, master, target, output;
 
     Fixture() {
         dir = std::filesystem::temp_directory_path() /
               ("tintara-convert-bench-" + std::to_string(::getpid()));
-        std::filesystem::create_directories(dir);
-        const auto files = WriteDemoData(dir);
-        ccf = dir / "demo.ccf";
-        for (const bool sci : {true, false}) {
-            GlobalVariables ws;
-            ws.GeometryChoice = sci;
-            RWSaveSet reader(ws);
-            bool failed = false;
-            reader.ReadWSVRecord(files[0].string(), true, failed);
-            reader.ReadWSVRecord(files[1].string(), false, failed);
-            Utility utility(ws);
-            ProfileSequence(utility);
-            CCFReadWrite(ws).WriteCoeficcients(ccf);
-        }
-        const DemoSaveSets demo = MakeDemoData();
-        master = dir / "master-100k.wsv";
-        target = dir / "target-100k.wsv";
+        const auto files = bench::WriteLargeFandeck(dir, kRecords);
+        ccf = files.ccf;
+        master = files.master;
+        target = files.target;
         output = dir / "correlated-100k.wsv";
-        StoreSaveSet(Stretch(demo.MasterFandeck), master);
-        StoreSaveSet(Stretch(demo.TargetFandeck), target);
     }
     ~Fixture() {
         std::error_code ec;
         std::filesystem::remove_all(dir, ec);
-    }
-
-    static SaveSetData Stretch(const SaveSetData& small) {
-        SaveSetData big = small;
-        big.Records.clear();
-        big.Records.reserve(kRecords);
-        for (int r = 0; r < kRecords; ++r) {
-            SaveSetRecord record =
-                small.Records[static_cast<std::size_t>(r) % small.Records.size()];
-            record.Name = "Sample " + std::to_string(r + 1);
-            const double nudge = 1.0 + 1e-4 * static_cast<double>(r / small.Records.size());
-            for (auto& curve : record.Curves) {
-                for (double& v : curve)
-                    v *= nudge;
-            }
-            big.Records.push_back(std::move(record));
-        }
-        return big;
     }
 };
 

@@ -50,11 +50,13 @@ void DecodeCurve(const unsigned char* in, Curve& curve) {
 }
 
 bool AllFinite(const Curve& curve) {
-    for (double v : curve) {
-        if (!std::isfinite(v))
-            return false;
-    }
-    return true;
+    // A value is infinite or NaN when its exponent bits are all set; no early exit, so that the
+    // loop vectorises (every curve read is checked).
+    constexpr uint64_t kExponent = 0x7ff0000000000000ULL;
+    bool finite = true;
+    for (double v : curve)
+        finite &= (std::bit_cast<uint64_t>(v) & kExponent) != kExponent;
+    return finite;
 }
 
 bool AllZero(const Curve& curve) {
@@ -138,9 +140,12 @@ class Checksum {
   private:
     static uint64_t LoadLittleEndian(const unsigned char* p) {
         uint64_t w = 0;
-        for (int b = 7; b >= 0; --b)
-            w = (w << 8) | p[b];
-        return w;
+        std::memcpy(&w, p, sizeof w);
+        if constexpr (std::endian::native == std::endian::little) {
+            return w;
+        } else {
+            return __builtin_bswap64(w);
+        }
     }
     uint64_t m_h = 0xcbf29ce484222325ULL;
 };
@@ -165,8 +170,9 @@ int64_t HeaderChecksum(const SaveSetData& d) {
     return c.Value();
 }
 
-// `secondCurve`: whether curve_1 is stored (not NULL).
-int64_t RecordChecksum(const SaveSetRecord& rec, int64_t ordinal, bool secondCurve) {
+// `curve0`, `curve1`: the stored curve BLOBs of kCurveBytes (curve1 null when it is NULL).
+int64_t RecordChecksum(const SaveSetRecord& rec, int64_t ordinal, const unsigned char* curve0,
+                       const unsigned char* curve1) {
     Checksum c;
     c.Int(ordinal);
     c.Text(rec.Name);
@@ -176,16 +182,22 @@ int64_t RecordChecksum(const SaveSetRecord& rec, int64_t ordinal, bool secondCur
     c.Text(rec.Status);
     c.Int(rec.Instrument);
     c.Int(rec.Time);
-    unsigned char bytes[kCurveBytes];
-    EncodeCurve(rec.Curves[0], bytes);
-    c.Bytes(bytes, kCurveBytes);
-    if (secondCurve) {
-        EncodeCurve(rec.Curves[1], bytes);
-        c.Bytes(bytes, kCurveBytes);
+    c.Bytes(curve0, kCurveBytes);
+    if (curve1) {
+        c.Bytes(curve1, kCurveBytes);
     } else {
         c.Int(-1);
     }
     return c.Value();
+}
+
+// `secondCurve`: whether curve_1 is stored (not NULL).
+int64_t RecordChecksum(const SaveSetRecord& rec, int64_t ordinal, bool secondCurve) {
+    unsigned char bytes[2][kCurveBytes];
+    EncodeCurve(rec.Curves[0], bytes[0]);
+    if (secondCurve)
+        EncodeCurve(rec.Curves[1], bytes[1]);
+    return RecordChecksum(rec, ordinal, bytes[0], secondCurve ? bytes[1] : nullptr);
 }
 
 // ---- writing ----
@@ -355,6 +367,25 @@ bool SyncPath(const fs::path& path, bool isFolder) {
 
 // ---- reading ----
 
+// The column a check is about, for the message that names it: a fixed text, or a field of a
+// numbered record. The record's text is only put together when a check fails, not per row.
+class Field {
+  public:
+    Field(const char* text) : m_name(text) {}
+    Field(std::string text) : m_text(std::move(text)) {}
+    Field(int64_t record, const char* name) : m_record(record), m_name(name) {}
+    std::string Text() const {
+        if (m_record >= 0)
+            return "record " + std::to_string(m_record) + ": " + m_name;
+        return m_name ? std::string(m_name) : m_text;
+    }
+
+  private:
+    int64_t m_record = -1;
+    const char* m_name = nullptr;
+    std::string m_text;
+};
+
 class Reader {
   public:
     explicit Reader(const fs::path& file) : m_file(file) {}
@@ -430,45 +461,55 @@ class Reader {
         return sqlite3_column_int64(s.stmt, 0);
     }
 
-    int64_t Integer(sqlite3_stmt* s, int col, const std::string& what, int64_t lo, int64_t hi) {
-        if (sqlite3_column_type(s, col) != SQLITE_INTEGER)
-            Bad(what + " is not a whole number");
-        const int64_t v = sqlite3_column_int64(s, col);
+    // Each column is fetched once as a value and examined through the sqlite3_value calls, which
+    // skip the per-call locking of the sqlite3_column ones. The connection is opened without a
+    // mutex (multi-thread mode), where SQLite makes no difference between protected and
+    // unprotected values, and the value is used before the next step.
+    int64_t Integer(sqlite3_stmt* s, int col, const Field& what, int64_t lo, int64_t hi) {
+        sqlite3_value* value = sqlite3_column_value(s, col);
+        if (sqlite3_value_type(value) != SQLITE_INTEGER)
+            Bad(what.Text() + " is not a whole number");
+        const int64_t v = sqlite3_value_int64(value);
         if (v < lo || v > hi)
-            Bad(what + " is out of range (" + std::to_string(v) + ")");
+            Bad(what.Text() + " is out of range (" + std::to_string(v) + ")");
         return v;
     }
-    int16_t Short(sqlite3_stmt* s, int col, const std::string& what) {
+    int16_t Short(sqlite3_stmt* s, int col, const Field& what) {
         return static_cast<int16_t>(Integer(s, col, what, std::numeric_limits<int16_t>::min(),
                                             std::numeric_limits<int16_t>::max()));
     }
-    double Real(sqlite3_stmt* s, int col, const std::string& what) {
-        const int type = sqlite3_column_type(s, col);
+    double Real(sqlite3_stmt* s, int col, const Field& what) {
+        sqlite3_value* value = sqlite3_column_value(s, col);
+        const int type = sqlite3_value_type(value);
         if (type != SQLITE_FLOAT && type != SQLITE_INTEGER)
-            Bad(what + " is not a number");
-        const double v = sqlite3_column_double(s, col);
+            Bad(what.Text() + " is not a number");
+        const double v = sqlite3_value_double(value);
         if (!std::isfinite(v))
-            Bad(what + " is not a finite number");
+            Bad(what.Text() + " is not a finite number");
         return v;
     }
-    std::string Text(sqlite3_stmt* s, int col, const std::string& what) {
-        if (sqlite3_column_type(s, col) != SQLITE_TEXT)
-            Bad(what + " is not a text");
-        const auto* p = reinterpret_cast<const char*>(sqlite3_column_text(s, col));
-        const int n = sqlite3_column_bytes(s, col);
+    std::string Text(sqlite3_stmt* s, int col, const Field& what) {
+        sqlite3_value* value = sqlite3_column_value(s, col);
+        if (sqlite3_value_type(value) != SQLITE_TEXT)
+            Bad(what.Text() + " is not a text");
+        const auto* p = reinterpret_cast<const char*>(sqlite3_value_text(value));
+        const int n = sqlite3_value_bytes(value);
         return p ? std::string(p, static_cast<std::size_t>(n)) : std::string();
     }
-    void CurveColumn(sqlite3_stmt* s, int col, const std::string& what, Curve& curve) {
-        if (sqlite3_column_type(s, col) != SQLITE_BLOB)
-            Bad(what + " is not a curve");
-        const auto* p = static_cast<const unsigned char*>(sqlite3_column_blob(s, col));
-        const int n = sqlite3_column_bytes(s, col);
+    // Returns the stored bytes, valid until the next step.
+    const unsigned char* CurveColumn(sqlite3_stmt* s, int col, const Field& what, Curve& curve) {
+        sqlite3_value* value = sqlite3_column_value(s, col);
+        if (sqlite3_value_type(value) != SQLITE_BLOB)
+            Bad(what.Text() + " is not a curve");
+        const auto* p = static_cast<const unsigned char*>(sqlite3_value_blob(value));
+        const int n = sqlite3_value_bytes(value);
         if (n != static_cast<int>(kCurveBytes) || !p) {
-            Bad(what + " holds " + std::to_string(n) + " bytes, not 40 numbers");
+            Bad(what.Text() + " holds " + std::to_string(n) + " bytes, not 40 numbers");
         }
         DecodeCurve(p, curve);
         if (!AllFinite(curve))
-            Bad(what + " holds a value that is not a finite number");
+            Bad(what.Text() + " holds a value that is not a finite number");
+        return p;
     }
 
     void ReadHeader(SaveSetData& d) {
@@ -526,31 +567,35 @@ class Reader {
         int rc;
         int64_t expected = 0;
         while ((rc = sqlite3_step(s.stmt)) == SQLITE_ROW) {
-            const std::string where = "record " + std::to_string(expected);
             const int64_t ordinal = sqlite3_column_int64(s.stmt, 0);
             if (ordinal != expected) {
-                Bad("the records are not numbered in sequence (" + where + " is missing)");
+                Bad("the records are not numbered in sequence (record " + std::to_string(expected) +
+                    " is missing)");
             }
             SaveSetRecord& rec = d.Records.emplace_back();
-            rec.Name = Text(s.stmt, 1, where + ": the name");
-            rec.Name2 = Text(s.stmt, 2, where + ": the second name");
-            rec.System = Text(s.stmt, 3, where + ": the system text");
-            rec.Notes = Text(s.stmt, 4, where + ": the notes");
-            rec.Status = Text(s.stmt, 5, where + ": the status");
-            rec.Instrument = Short(s.stmt, 6, where + ": the instrument");
-            rec.Time = static_cast<int32_t>(Integer(s.stmt, 7, where + ": the time",
+            rec.Name = Text(s.stmt, 1, {expected, "the name"});
+            rec.Name2 = Text(s.stmt, 2, {expected, "the second name"});
+            rec.System = Text(s.stmt, 3, {expected, "the system text"});
+            rec.Notes = Text(s.stmt, 4, {expected, "the notes"});
+            rec.Status = Text(s.stmt, 5, {expected, "the status"});
+            rec.Instrument = Short(s.stmt, 6, {expected, "the instrument"});
+            rec.Time = static_cast<int32_t>(Integer(s.stmt, 7, {expected, "the time"},
                                                     std::numeric_limits<int32_t>::min(),
                                                     std::numeric_limits<int32_t>::max()));
-            CurveColumn(s.stmt, 8, where + ": the curve at angle position 0", rec.Curves[0]);
+            const unsigned char* curve0 =
+                CurveColumn(s.stmt, 8, {expected, "the curve at angle position 0"}, rec.Curves[0]);
+            const unsigned char* curve1 = nullptr;
             const bool secondCurve = sqlite3_column_type(s.stmt, 9) != SQLITE_NULL;
             if (!secondCurve) {
                 if (d.NumAngles >= 2)
-                    Bad(where + ": the curve at angle position 1 is missing");
+                    Bad(Field(expected, "the curve at angle position 1 is missing").Text());
             } else {
-                CurveColumn(s.stmt, 9, where + ": the curve at angle position 1", rec.Curves[1]);
+                curve1 = CurveColumn(s.stmt, 9, {expected, "the curve at angle position 1"},
+                                     rec.Curves[1]);
             }
-            if (sqlite3_column_int64(s.stmt, 10) != RecordChecksum(rec, ordinal, secondCurve)) {
-                Bad("the save set is damaged (" + where + " does not match its checksum)");
+            if (sqlite3_column_int64(s.stmt, 10) != RecordChecksum(rec, ordinal, curve0, curve1)) {
+                Bad("the save set is damaged (record " + std::to_string(expected) +
+                    " does not match its checksum)");
             }
             ++expected;
         }

@@ -30,4 +30,14 @@ std::string PrintNumber(double value);
 // text without a number gives 0 ("0.50abc" -> 0.5, "abc" -> 0).
 double Val(std::string_view text);
 
+namespace detail {
+
+// The same renderings through the C library's printf, digit string by digit string: used for the
+// values the integer fast path leaves out (below 1e-12, from 1e15 on, odd patterns) and kept as
+// the reference the fast path is tested against.
+std::string ReferenceFormat(double value, std::string_view pattern);
+std::string ReferenceNumberText(double value);
+
+}  // namespace detail
+
 }  // namespace tintara

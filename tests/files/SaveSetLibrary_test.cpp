@@ -141,7 +141,11 @@ TEST(SaveSetStorage, RefusesRecordsThatBreakTheSchema) {
         // 0x7FF8000000000000 little-endian is a NaN.
         {"UPDATE records SET curve_1 = CAST(x'000000000000F87F' || substr(curve_1, 9) AS BLOB) "
          "WHERE ordinal = 3;",
-         "finite"},
+         "record 3: the curve at angle position 1 holds a value that is not a finite number"},
+        {"UPDATE records SET name = x'41' WHERE ordinal = 2;", "record 2: the name is not a text"},
+        {"UPDATE records SET time = 4294967296 WHERE ordinal = 1;",
+         "record 1: the time is out of range (4294967296)"},
+        {"UPDATE header SET illuminant_2 = 'D65';", "illuminant 2 is not a whole number"},
         {"UPDATE records SET curve_0 = 'abc' WHERE ordinal = 0;", "record 0"},
         {"UPDATE records SET curve_1 = NULL WHERE ordinal = 1;", "angle position 1"},
         {"DELETE FROM records WHERE ordinal = 1;", "record 1"},
