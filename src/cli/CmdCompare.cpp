@@ -19,8 +19,6 @@
 
 namespace tintara::cli {
 
-namespace {
-
 // The tolerances and colour space of Profiler.ini, as at start-up. A missing file is the normal
 // case on the command line (defaults apply); a damaged one is worth a word.
 void LoadSettings(GlobalVariables& ws, CommandContext& context) {
@@ -36,6 +34,8 @@ void LoadSettings(GlobalVariables& ws, CommandContext& context) {
         }
     }
 }
+
+namespace {
 
 std::string Today() {
     const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());

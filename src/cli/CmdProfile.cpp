@@ -14,6 +14,7 @@
 #include "files/RWSaveSet.h"
 #include "report/ProfileReport.h"
 #include "report/ReportText.h"
+#include "report/ValidationReport.h"
 #include "workspace/Error.h"
 
 namespace tintara::cli {
@@ -22,7 +23,7 @@ int RunProfile(const Arguments& arguments, CommandContext& context) {
     const Args args(arguments,
                     {"--master", "--target", "--geometry", "--ccf", "--results-dir", "--report",
                      "--certificate"},
-                    {"--nocentroid"});
+                    {"--nocentroid", "--cross-validate"});
     if (!args.Positionals().empty())
         throw UsageError("unexpected argument " + args.Positionals()[0]);
     const std::string masterFile = args.Required("--master");
@@ -90,6 +91,11 @@ int RunProfile(const Arguments& arguments, CommandContext& context) {
         for (std::size_t c = 0; c < row.size(); ++c)
             context.out << (c ? "\t" : "") << row[c];
         context.out << "\n";
+    }
+    // The leave-one-out check comes after the grid, which stays as it is without it.
+    if (args.Has("--cross-validate")) {
+        context.out << "\nCross-validation of the wavelength phase\n";
+        PrintRows(context.out, CrossValidationRows(CrossValidateWavelength(ws)));
     }
     return 0;
 }
