@@ -489,6 +489,12 @@ void Profiler::UpdateValidationPage(bool comparisonShown, bool sci) {
               m_ws.TargetSaveSetFile + "|" + (m_ws.ConversionDone ? m_ws.CoefficientFile : "") +
               "|" + std::to_string(m_ws.SampleCount) + "|" + std::to_string(m_ws.ColorSpace) +
               "|" + std::to_string(m_ws.SingleSampleTolerance);
+        // The comparison's own averages tell a re-read of the same files apart.
+        const auto last = static_cast<std::size_t>(std::max(0, m_ws.SampleCount));
+        if (m_ws.SampleDeltas.Rows() > last) {
+            for (std::size_t c = 0; c < m_ws.SampleDeltas.Cols(); ++c)
+                key += "|" + std::to_string(m_ws.SampleDeltas(last, c));
+        }
     }
     if (key == m_validationKey)
         return;

@@ -13,13 +13,19 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QProgressBar>
+#include <QLabel>
 #include <QScrollBar>
+#include <QTabWidget>
+#include <algorithm>
 #include <fstream>
 #include <set>
 
 #include "gui/GridView.h"
 #include "gui/GuiHarness.h"
 #include "gui/SpectralPlots.h"
+#include "gui/ValidationView.h"
+#include "app/Validation.h"
+#include "files/FandeckCompare.h"
 #include "report/Paint.h"
 
 namespace tintara {
@@ -154,6 +160,7 @@ TEST(MainWindow, ProfilesTheDemoPairWithGridPlotsCoefficientsAndPrintout) {
     view.selectRow(GridTableModel::TableRow(tile + 3));
     QApplication::processEvents();
     ASSERT_TRUE(h.window->PlotDock()->isVisible());
+    EXPECT_EQ(h.window->PlotPages()->count(), 1);  // no Validation page beside tiles
     EXPECT_EQ(chart->series().size(), 2);
     EXPECT_EQ(bars()->count(), 1);
     EXPECT_EQ(bars()->barSets()[0]->at(tile), h.ws.RawDE(tile, 3));
@@ -231,6 +238,28 @@ TEST(MainWindow, CompareGridPlotsTheSelectedSampleInTheShownGeometry) {
     EXPECT_EQ(PointY(chart, 1, 20), h.ws.TargetFandeckReflectance(20, angle, 4));
     EXPECT_EQ(PointY(chart, 2, 20), h.ws.CorrelatedFandeckReflectance(20, angle, 4));
     EXPECT_FALSE(h.window->Plots()->DifferenceView()->isVisible());
+
+    // The Validation page shows the report of the geometry on show, drawn.
+    QTabWidget* pages = h.window->PlotPages();
+    ASSERT_EQ(pages->count(), 2);
+    EXPECT_EQ(pages->tabText(1), "Validation");
+    pages->setCurrentIndex(1);
+    QApplication::processEvents();
+    const gui::ValidationView& validation = *h.window->Validation();
+    const std::vector<std::string> lines = validation.Document().TextLines();
+    const std::string geometry = h.ws.GridShowsSCI ? "SCI, " : "SCE, ";
+    EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&](const std::string& l) {
+        return l.starts_with(geometry + "DE in CIELAB, 12 samples");
+    }));
+    ASSERT_EQ(validation.PageLabels().size(), 2u);
+    EXPECT_GE(validation.PageLabels()[1]->pixmap().width(), gui::ValidationView::kMinimumWidth);
+    // The same numbers as the compare grid's averages.
+    EXPECT_NEAR(ValidateComparison(h.ws, h.ws.GridShowsSCI ? Geometry::SCI : Geometry::SCE)
+                    .After.DE.Mean,
+                h.ws.SampleDeltas(12, CorrectedColumn(h.ws.GridShowsSCI ? Geometry::SCI
+                                                                        : Geometry::SCE) +
+                                          3),
+                1e-12);
 }
 
 TEST(MainWindow, ErrorsAreShownNotThrownAndTheWindowCarriesOn) {
