@@ -79,7 +79,7 @@ TEST(ValidationStatistics, ValidateSummarisesFlatGreysBeforeAndAfter) {
         pairs.push_back({"Grey " + std::to_string(s), curves[3 * s].data(),
                          curves[3 * s + 1].data(), curves[3 * s + 2].data()});
     }
-    const ValidationResult r = Validate(pairs, 0, 1.0);
+    const ValidationResult r = Validate(pairs, 0, 0.5);
     ASSERT_EQ(r.Samples.size(), 3u);
     const double l0 = LightnessOfFlat(50);
     for (int s = 0; s < 3; ++s) {
@@ -103,8 +103,10 @@ TEST(ValidationStatistics, ValidateSummarisesFlatGreysBeforeAndAfter) {
     for (double off : targetOff)
         dl += (LightnessOfFlat(50 + off) - l0) / 3;
     EXPECT_NEAR(r.Before.DL.Mean, dl, 1e-9);
-    EXPECT_DOUBLE_EQ(r.Before.DE.ShareWithin, 1.0 / 3.0);  // only the -1 grey is within 1.0
-    EXPECT_DOUBLE_EQ(r.After.DE.ShareWithin, 2.0 / 3.0);   // and the 0 and +0.5 ones after
+    // Near 50 % one point of reflectance is about 0.6 of L*: none within 0.5 before, the 0 and
+    // +0.5 greys after.
+    EXPECT_EQ(r.Before.DE.ShareWithin, 0.0);
+    EXPECT_DOUBLE_EQ(r.After.DE.ShareWithin, 2.0 / 3.0);
     EXPECT_EQ(r.Worst, (std::vector<std::size_t>{2, 0, 1}));
 
     // Per point, Master - Target: the mean and RMS of the offsets with the sign turned.
@@ -118,7 +120,7 @@ TEST(ValidationStatistics, ValidateSummarisesFlatGreysBeforeAndAfter) {
     // A curve that is not finite is refused, naming the sample.
     curves[4][3] = std::nan("");
     try {
-        Validate(pairs, 0, 1.0);
+        Validate(pairs, 0, 0.5);
         FAIL() << "a NaN reading was accepted";
     } catch (const Error& e) {
         EXPECT_NE(std::string(e.what()).find("Grey 1"), std::string::npos) << e.what();
