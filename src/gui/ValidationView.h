@@ -16,7 +16,7 @@ namespace tintara::gui {
 class ValidationView : public QScrollArea {
     Q_OBJECT
   public:
-    static constexpr int kMinimumWidth = 520;
+    static constexpr int kMinimumWidth = 440;
 
     explicit ValidationView(QWidget* parent = nullptr);
 
