@@ -99,14 +99,17 @@ int main(int argc, char** argv) {
     const std::vector<Pair> pairs{
         {"demo", "the demo pair: every effect a little, noise 0.015 %", DemoParameters{}.Target,
          DemoParameters{}.Seed},
-        {"photometric", "photometric only: offset, gain and nonlinearity, no wavelength error",
+        {"photometric",
+         "photometric only: offset, gain and nonlinearity, no wavelength error",
          {0.45, 0.975, 0.0, 0.0, 0.035, 0.01},
          0x5eed'0001},
-        {"wavelength", "wavelength-dominated: 2.5 nm shift and a wider band, small photometric "
-                       "error",
+        {"wavelength",
+         "wavelength-dominated: 2.5 nm shift and a wider band, small photometric "
+         "error",
          {0.10, 0.995, 2.5, 0.10, 0.005, 0.01},
          0x5eed'0002},
-        {"noisy", "the demo's systematic errors with noise 0.10 % per point (a worn instrument)",
+        {"noisy",
+         "the demo's systematic errors with noise 0.10 % per point (a worn instrument)",
          {0.30, 0.985, 1.2, 0.06, 0.02, 0.10},
          0x5eed'0003},
     };
@@ -121,12 +124,11 @@ int main(int argc, char** argv) {
             const InstrumentDifferenceModel& m = pair.Model;
             std::cout << "| " << pair.Name << " | " << F(m.Offset) << ", " << F(m.Gain, 3) << ", "
                       << F(m.WavelengthShiftNm, 1) << ", " << F(m.Bandwidth) << ", "
-                      << F(m.Nonlinearity, 3) << ", " << F(m.NoiseSd, 3) << " | "
-                      << F(o.TileRaw) << " -> " << F(o.TileFinal) << " | "
-                      << F(o.Full.Before.DE.Mean) << " -> " << F(o.Full.After.DE.Mean) << " | "
-                      << F(o.Full.Before.DE.P95) << " -> " << F(o.Full.After.DE.P95) << " | "
-                      << F(o.NoSearch.After.DE.Mean) << " / " << F(o.NoSearch.After.DE.P95)
-                      << " | " << F(o.Full.After.DE2000.Mean) << " / "
+                      << F(m.Nonlinearity, 3) << ", " << F(m.NoiseSd, 3) << " | " << F(o.TileRaw)
+                      << " -> " << F(o.TileFinal) << " | " << F(o.Full.Before.DE.Mean) << " -> "
+                      << F(o.Full.After.DE.Mean) << " | " << F(o.Full.Before.DE.P95) << " -> "
+                      << F(o.Full.After.DE.P95) << " | " << F(o.NoSearch.After.DE.Mean) << " / "
+                      << F(o.NoSearch.After.DE.P95) << " | " << F(o.Full.After.DE2000.Mean) << " / "
                       << F(o.Full.After.DE2000.P95) << " | " << F(o.Cross.MeanFitted, 3) << " | "
                       << F(o.Cross.MeanPredicted, 3) << " | " << F(o.Cross.Gap(), 3) << " |\n";
         }

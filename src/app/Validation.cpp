@@ -54,9 +54,9 @@ ValidationRun ValidateFandecks(GlobalVariables& ws, RWSaveSet& saveSets, Utility
 
 PageDescription ValidationReport(const ValidationRun& run, const ValidationRequest& request,
                                  const std::string& dateText) {
-    return ValidationReportDocument(run.Result,
-                                    {request.CoefficientFile, request.MasterFile,
-                                     request.TargetFile, GeometryName(run.Shown), dateText});
+    return ValidationReportDocument(
+        run.Result, {request.CoefficientFile, request.MasterFile, request.TargetFile,
+                     GeometryName(run.Shown), dateText});
 }
 
 }  // namespace tintara

@@ -39,8 +39,8 @@ int RunValidate(const Arguments& arguments, CommandContext& context) {
                  std::filesystem::path(args.Value("--report")));
     }
 
-    context.out << (run.Shown == Geometry::SCI ? "SCI" : "SCE") << ", "
-                << run.Result.Samples.size() << " samples\n";
+    context.out << (run.Shown == Geometry::SCI ? "SCI" : "SCE") << ", " << run.Result.Samples.size()
+                << " samples\n";
     PrintRows(context.out, ValidationStatisticsRows(run.Result));
     context.out << "\n";
     PrintRows(context.out, ValidationBiasRows(run.Result));

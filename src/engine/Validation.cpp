@@ -33,8 +33,8 @@ DifferenceSummary SummariseDifferences(std::span<const double> values, double li
     summary.P90 = Percentile(sorted, 0.9);
     summary.P95 = Percentile(sorted, 0.95);
     summary.Max = sorted.back();
-    const auto within = std::count_if(sorted.begin(), sorted.end(),
-                                      [limit](double v) { return !(v > limit); });
+    const auto within =
+        std::count_if(sorted.begin(), sorted.end(), [limit](double v) { return !(v > limit); });
     summary.ShareWithin = static_cast<double>(within) / n;
     return summary;
 }
@@ -107,8 +107,8 @@ ValidationResult Validate(std::span<const ValidationPair> pairs, int16_t colorSp
     for (const ValidationPair& pair : pairs) {
         try {
             plm.SetStandardSpectrum(std::span<const double>(pair.Master, kPointCount));
-            result.Samples.push_back({pair.Name, Difference(plm, pair.Target),
-                                      Difference(plm, pair.Corrected)});
+            result.Samples.push_back(
+                {pair.Name, Difference(plm, pair.Target), Difference(plm, pair.Corrected)});
         } catch (const Error& error) {
             throw Error("Sample " + pair.Name + ": " + error.what());
         }
@@ -163,7 +163,8 @@ CrossValidationResult CrossValidateWavelength(const GlobalVariables& ws) {
         const double* linearity = ws.TargetAfterLinearity.Row(tile);
         for (int w = 0; w < kPointCount; ++w)
             predicted[w] = ThreePointValue(linearity, weights[w], w);
-        plm.SetStandardSpectrum(std::span<const double>(ws.MasterReflectance.Row(tile), kPointCount));
+        plm.SetStandardSpectrum(
+            std::span<const double>(ws.MasterReflectance.Row(tile), kPointCount));
         plm.SetTrialSpectrum(predicted);
         std::array<double, 7> d{};
         plm.DifferenceVector(d);

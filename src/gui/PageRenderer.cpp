@@ -71,9 +71,8 @@ void RenderPage(const Page& page, QPainter& painter, double devicePerTwip) {
         QPolygonF points;
         for (const PagePoint& p : line.Points)
             points << QPointF(p.X * devicePerTwip, p.Y * devicePerTwip);
-        painter.setPen(QPen(QColor(line.Red, line.Green, line.Blue),
-                            line.Thickness * devicePerTwip, Qt::SolidLine, Qt::RoundCap,
-                            Qt::RoundJoin));
+        painter.setPen(QPen(QColor(line.Red, line.Green, line.Blue), line.Thickness * devicePerTwip,
+                            Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
         painter.drawPolyline(points);
     }
     painter.setPen(Qt::black);

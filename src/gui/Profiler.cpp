@@ -3,16 +3,16 @@
 #include <QAction>
 #include <QCloseEvent>
 #include <QContextMenuEvent>
+#include <QDate>
 #include <QDockWidget>
 #include <QLabel>
 #include <QLinearGradient>
+#include <QLocale>
 #include <QMenu>
 #include <QMenuBar>
 #include <QPainter>
 #include <QProgressBar>
 #include <QPushButton>
-#include <QDate>
-#include <QLocale>
 #include <QStatusBar>
 #include <QTabWidget>
 #include <QTimer>
@@ -487,8 +487,8 @@ void Profiler::UpdateValidationPage(bool comparisonShown, bool sci) {
     if (comparisonShown && m_ws.PerformanceDataReady) {
         key = std::string(sci ? "SCI|" : "SCE|") + m_ws.MasterSaveSetFile + "|" +
               m_ws.TargetSaveSetFile + "|" + (m_ws.ConversionDone ? m_ws.CoefficientFile : "") +
-              "|" + std::to_string(m_ws.SampleCount) + "|" + std::to_string(m_ws.ColorSpace) +
-              "|" + std::to_string(m_ws.SingleSampleTolerance);
+              "|" + std::to_string(m_ws.SampleCount) + "|" + std::to_string(m_ws.ColorSpace) + "|" +
+              std::to_string(m_ws.SingleSampleTolerance);
         // The comparison's own averages tell a re-read of the same files apart.
         const auto last = static_cast<std::size_t>(std::max(0, m_ws.SampleCount));
         if (m_ws.SampleDeltas.Rows() > last) {
@@ -508,12 +508,13 @@ void Profiler::UpdateValidationPage(bool comparisonShown, bool sci) {
     try {
         const ValidationResult result =
             ValidateComparison(m_ws, sci ? Geometry::SCI : Geometry::SCE);
-        const std::string coefficients =
-            m_ws.ConversionDone ? m_ws.CoefficientFile : tr("none (Target as measured)").toStdString();
+        const std::string coefficients = m_ws.ConversionDone
+                                             ? m_ws.CoefficientFile
+                                             : tr("none (Target as measured)").toStdString();
         m_validation->ShowDocument(ValidationReportDocument(
-            result, {coefficients, m_ws.MasterSaveSetFile, m_ws.TargetSaveSetFile,
-                     sci ? "SCI" : "SCE",
-                     QLocale().toString(QDate::currentDate(), QLocale::ShortFormat).toStdString()}));
+            result,
+            {coefficients, m_ws.MasterSaveSetFile, m_ws.TargetSaveSetFile, sci ? "SCI" : "SCE",
+             QLocale().toString(QDate::currentDate(), QLocale::ShortFormat).toStdString()}));
         if (page < 0)
             m_plotPages->addTab(m_validation, tr("Validation"));
     } catch (const Error&) {

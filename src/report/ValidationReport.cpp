@@ -124,16 +124,15 @@ void DrawPlot(Page& page, const PlotFrame& f, const std::string& title, const st
         const int32_t X = px(x);
         page.Rules.push_back({X, f.Top + f.Height, X, f.Top + f.Height + 60, 10, false});
         const std::string text = TickText(x, xStep);
-        page.Texts.push_back({X - TextWidth(text, labelFont) / 2, f.Top + f.Height + 80,
-                              labelFont, text});
+        page.Texts.push_back(
+            {X - TextWidth(text, labelFont) / 2, f.Top + f.Height + 80, labelFont, text});
     }
     for (double y = std::ceil(f.YMin / yStep - 1e-9) * yStep; y <= f.YMax + yStep * 1e-9;
          y += yStep) {
         const int32_t Y = py(y);
         page.Rules.push_back({f.Left - 60, Y, f.Left, Y, 10, false});
         const std::string text = TickText(y, yStep);
-        page.Texts.push_back(
-            {f.Left - 100 - TextWidth(text, labelFont), Y - 90, labelFont, text});
+        page.Texts.push_back({f.Left - 100 - TextWidth(text, labelFont), Y - 90, labelFont, text});
     }
     if (f.YMin < 0 && f.YMax > 0)
         page.Rules.push_back({f.Left, py(0), f.Left + f.Width, py(0), 6, false});
@@ -207,7 +206,8 @@ std::vector<double> Column(const ValidationResult& result, bool after) {
     return values;
 }
 
-int32_t PrintRows(Page& page, const TextRows& rows, int32_t y, const std::vector<std::size_t>& widths) {
+int32_t PrintRows(Page& page, const TextRows& rows, int32_t y,
+                  const std::vector<std::size_t>& widths) {
     PageFont mono;
     mono.Family = "Courier New";
     mono.Size = 9;
@@ -262,8 +262,8 @@ TextRows ValidationWorstRows(const ValidationResult& result) {
     TextRows rows{{"Sample", "DE before", "DE after", "DE2000 before", "DE2000 after"}};
     for (std::size_t i : result.Worst) {
         const ValidationSample& s = result.Samples[i];
-        rows.push_back({s.Name, De(s.Before.DE), De(s.After.DE), De(s.Before.DE2000),
-                        De(s.After.DE2000)});
+        rows.push_back(
+            {s.Name, De(s.Before.DE), De(s.After.DE), De(s.Before.DE2000), De(s.After.DE2000)});
     }
     return rows;
 }
@@ -364,9 +364,9 @@ PageDescription ValidationReportDocument(const ValidationResult& result,
     DrawPlot(second,
              {kPlotLeft, 1700, width, kPlotHeight, 0.0, bins * bin, 0.0,
               std::ceil(share / shareStep) * shareStep},
-             "DE distribution before and after correction", "DE (bin width " +
-                 TickText(bin, bin) + ")",
-             "Share of samples (%)", distribution, NiceStep(bins * bin, 8), shareStep);
+             "DE distribution before and after correction",
+             "DE (bin width " + TickText(bin, bin) + ")", "Share of samples (%)", distribution,
+             NiceStep(bins * bin, 8), shareStep);
 
     // Plot 2: DE per sample, sorted.
     const double n = static_cast<double>(std::max<std::size_t>(1, result.Samples.size()));

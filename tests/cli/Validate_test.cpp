@@ -38,22 +38,24 @@ TEST(ValidateCommand, ReportsTheCorrectedFandeckThroughTheSharedRoad) {
     const fs::path ccf = dir / "sci.ccf";
     ASSERT_EQ(test::Tintara(dir, Tiles(dir) + " --ccf " + Quote(ccf)).Status, 0);
 
-    const test::CliRun run = test::Tintara(
-        dir, Validate(dir, ccf) + " --csv " + Quote(dir / "v.csv") + " --report " +
-                 Quote(dir / "v.pdf"));
+    const test::CliRun run =
+        test::Tintara(dir, Validate(dir, ccf) + " --csv " + Quote(dir / "v.csv") + " --report " +
+                               Quote(dir / "v.pdf"));
     ASSERT_EQ(run.Status, 0) << run.Err;
     // The demo profile is SCI only; the conversion says so, and SCI is what is validated.
-    EXPECT_EQ(run.Err, "Warning: The coefficient file holds no SCE coefficients: the SCE curves "
-                       "of the fandeck were copied unchanged\n");
+    EXPECT_EQ(run.Err,
+              "Warning: The coefficient file holds no SCE coefficients: the SCE curves "
+              "of the fandeck were copied unchanged\n");
     const auto rows = test::Rows(run.Out);
 
     // The same files validated in process give the same table, cell for cell.
     GlobalVariables ws;
     RWSaveSet saveSets(ws);
     Utility utility(ws);
-    const ValidationRun inProcess = ValidateFandecks(
-        ws, saveSets, utility,
-        {ccf.string(), (dir / "master-fandeck.wsv").string(), (dir / "target-fandeck.wsv").string()});
+    const ValidationRun inProcess =
+        ValidateFandecks(ws, saveSets, utility,
+                         {ccf.string(), (dir / "master-fandeck.wsv").string(),
+                          (dir / "target-fandeck.wsv").string()});
     ASSERT_EQ(inProcess.Result.Samples.size(), 60u);
     EXPECT_EQ(rows.at(0), (std::vector<std::string>{"SCI, 60 samples"}));
     const TextRows statistics = ValidationStatisticsRows(inProcess.Result);
@@ -64,7 +66,8 @@ TEST(ValidateCommand, ReportsTheCorrectedFandeckThroughTheSharedRoad) {
     EXPECT_LT(inProcess.Result.After.DE.Mean, inProcess.Result.Before.DE.Mean);
     // Then bias (4 rows), worst five (6) and the 40 points (41), each after a blank line.
     ASSERT_EQ(rows.size(), 1 + statistics.size() + 1 + 4 + 1 + 6 + 1 + 41);
-    EXPECT_EQ(rows[statistics.size() + 8][0], inProcess.Result.Samples[inProcess.Result.Worst[0]].Name);
+    EXPECT_EQ(rows[statistics.size() + 8][0],
+              inProcess.Result.Samples[inProcess.Result.Worst[0]].Name);
     EXPECT_EQ(rows.back()[0], "750");
 
     const std::string csv = ReadAll(dir / "v.csv");

@@ -11,17 +11,17 @@
 #include "engine/WavelengthSearch.h"
 #include "files/DemoData.h"
 #include "files/RWSaveSet.h"
-#include "workspace/Error.h"
 #include "support/TestPaths.h"
+#include "workspace/Error.h"
 
 namespace tintara {
 namespace {
 
 TEST(ValidationStatistics, PercentilesInterpolateBetweenClosestRanks) {
     const std::vector<double> four{1, 2, 3, 4};
-    EXPECT_DOUBLE_EQ(Percentile(four, 0.5), 2.5);   // h = 1.5
-    EXPECT_DOUBLE_EQ(Percentile(four, 0.9), 3.7);   // h = 2.7
-    EXPECT_DOUBLE_EQ(Percentile(four, 0.95), 3.85); // h = 2.85
+    EXPECT_DOUBLE_EQ(Percentile(four, 0.5), 2.5);    // h = 1.5
+    EXPECT_DOUBLE_EQ(Percentile(four, 0.9), 3.7);    // h = 2.7
+    EXPECT_DOUBLE_EQ(Percentile(four, 0.95), 3.85);  // h = 2.85
     EXPECT_DOUBLE_EQ(Percentile(four, 0.0), 1.0);
     EXPECT_DOUBLE_EQ(Percentile(four, 1.0), 4.0);
     EXPECT_DOUBLE_EQ(Percentile(std::vector<double>{7.5}, 0.95), 7.5);
@@ -157,9 +157,9 @@ TEST(CrossValidation, HoldsOutEachOrdinaryTileAndLeavesTheProfileAlone) {
         std::fill(master.Row(t.Tile), master.Row(t.Tile) + kPointCount, 0.0);
         std::array<double, 40> predicted{};
         for (int w = 0; w < kPointCount; ++w) {
-            predicted[w] = ThreePointValue(ws.TargetAfterLinearity.Row(t.Tile),
-                                           FastWavelengthSearch(linearity, master, ws.TileCount, w),
-                                           w);
+            predicted[w] =
+                ThreePointValue(ws.TargetAfterLinearity.Row(t.Tile),
+                                FastWavelengthSearch(linearity, master, ws.TileCount, w), w);
         }
         ColorMatch plm;
         plm.SetStandardSpectrum(std::span<const double>(ws.MasterReflectance.Row(t.Tile), 40));
@@ -176,7 +176,8 @@ TEST(CrossValidation, HoldsOutEachOrdinaryTileAndLeavesTheProfileAlone) {
     // Without the weight search there is nothing to hold out.
     GlobalVariables plain;
     RWSaveSet plainReader(plain);
-    ProfileTilePair(plain, plainReader, {dir / "master-tiles.wsv", dir / "target-tiles.wsv", true, false});
+    ProfileTilePair(plain, plainReader,
+                    {dir / "master-tiles.wsv", dir / "target-tiles.wsv", true, false});
     for (const CrossValidationTile& t : CrossValidateWavelength(plain).Tiles)
         EXPECT_NEAR(t.Predicted, t.Fitted, 1e-12) << t.Name;
 }

@@ -8,24 +8,24 @@
 #include <QChartView>
 #include <QCursor>
 #include <QDockWidget>
+#include <QLabel>
 #include <QLineEdit>
 #include <QLineSeries>
 #include <QMenu>
 #include <QMenuBar>
 #include <QProgressBar>
-#include <QLabel>
 #include <QScrollBar>
 #include <QTabWidget>
 #include <algorithm>
 #include <fstream>
 #include <set>
 
+#include "app/Validation.h"
+#include "files/FandeckCompare.h"
 #include "gui/GridView.h"
 #include "gui/GuiHarness.h"
 #include "gui/SpectralPlots.h"
 #include "gui/ValidationView.h"
-#include "app/Validation.h"
-#include "files/FandeckCompare.h"
 #include "report/Paint.h"
 
 namespace tintara {
@@ -212,16 +212,7 @@ TEST(MainWindow, ProfilesTheDemoPairWithGridPlotsCoefficientsAndPrintout) {
 
 TEST(MainWindow, CompareGridPlotsTheSelectedSampleInTheShownGeometry) {
     WindowHarness h("compare");
-    const auto demo = test::WriteDemo(h.folder, 12);
-    h.LoadTileSets(demo);
-    h.Generate();
-    const auto ccf = h.folder / "pair.ccf";
-    h.Files.insert(h.Files.end(),
-                   {ccf.string(), demo.at(2).string(), demo.at(3).string(), ccf.string()});
-    for (CommandId id : {CommandId::SaveCoefficients, CommandId::MasterInstrumentSaveSet,
-                         CommandId::TargetInstrumentSaveSet, CommandId::CorrelationFileMenu,
-                         CommandId::GenerateCSS})
-        h.Pick(id);
+    h.CompareDemoFandecks(test::WriteDemo(h.folder, 12));
     // The profile was made in SCI only; the command warns that SCE passes uncorrected.
     for (const auto& message : h.Messages)
         ASSERT_EQ(message.Title, "WARNING") << message.Text;
@@ -254,12 +245,11 @@ TEST(MainWindow, CompareGridPlotsTheSelectedSampleInTheShownGeometry) {
     ASSERT_EQ(validation.PageLabels().size(), 2u);
     EXPECT_GE(validation.PageLabels()[1]->pixmap().width(), gui::ValidationView::kMinimumWidth);
     // The same numbers as the compare grid's averages.
-    EXPECT_NEAR(ValidateComparison(h.ws, h.ws.GridShowsSCI ? Geometry::SCI : Geometry::SCE)
-                    .After.DE.Mean,
-                h.ws.SampleDeltas(12, CorrectedColumn(h.ws.GridShowsSCI ? Geometry::SCI
-                                                                        : Geometry::SCE) +
-                                          3),
-                1e-12);
+    EXPECT_NEAR(
+        ValidateComparison(h.ws, h.ws.GridShowsSCI ? Geometry::SCI : Geometry::SCE).After.DE.Mean,
+        h.ws.SampleDeltas(12,
+                          CorrectedColumn(h.ws.GridShowsSCI ? Geometry::SCI : Geometry::SCE) + 3),
+        1e-12);
 }
 
 TEST(MainWindow, ErrorsAreShownNotThrownAndTheWindowCarriesOn) {

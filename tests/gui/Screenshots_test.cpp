@@ -80,16 +80,7 @@ TEST(Screenshots, ComparedFandeckWithItsValidationPage) {
     h.window->setWindowState(Qt::WindowNoState);
     h.window->resize(1440, 900);
     QApplication::processEvents();
-    const auto demo = test::WriteDemo(h.folder, 200);
-    h.LoadTileSets(demo);
-    h.Generate();
-    const auto ccf = h.folder / "pair.ccf";
-    h.Files.insert(h.Files.end(),
-                   {ccf.string(), demo.at(2).string(), demo.at(3).string(), ccf.string()});
-    for (CommandId id : {CommandId::SaveCoefficients, CommandId::MasterInstrumentSaveSet,
-                         CommandId::TargetInstrumentSaveSet, CommandId::CorrelationFileMenu,
-                         CommandId::GenerateCSS})
-        h.Pick(id);
+    h.CompareDemoFandecks(test::WriteDemo(h.folder, 200));
     h.window->Grid()->selectRow(gui::GridTableModel::TableRow(1));
     QApplication::processEvents();
     ASSERT_TRUE(h.window->PlotDock()->isVisible());

@@ -30,9 +30,8 @@ TEST(ValidationReport, RowsAndCsvCarryEverySampleAndStatistic) {
     const ValidationResult r = SmallResult();
     const TextRows statistics = ValidationStatisticsRows(r);
     ASSERT_EQ(statistics.size(), 7u);
-    EXPECT_EQ(statistics[0],
-              (std::vector<std::string>{"Statistic", "DE before", "DE after", "DE2000 before",
-                                        "DE2000 after"}));
+    EXPECT_EQ(statistics[0], (std::vector<std::string>{"Statistic", "DE before", "DE after",
+                                                       "DE2000 before", "DE2000 after"}));
     EXPECT_EQ(statistics[5][0], "Maximum");
     EXPECT_EQ(statistics[5][1], Format(r.Samples[0].Before.DE, "##0.00"));
     EXPECT_EQ(statistics[6][0], "Within 0.50 (%)");
@@ -42,8 +41,8 @@ TEST(ValidationReport, RowsAndCsvCarryEverySampleAndStatistic) {
     const TextRows bias = ValidationBiasRows(r);
     ASSERT_EQ(bias.size(), 4u);
     EXPECT_EQ(bias[1][0], "DL*");
-    EXPECT_EQ(bias[1][2], Format(r.Before.DL.Lower, "##0.00") + " .. " +
-                              Format(r.Before.DL.Upper, "##0.00"));
+    EXPECT_EQ(bias[1][2],
+              Format(r.Before.DL.Lower, "##0.00") + " .. " + Format(r.Before.DL.Upper, "##0.00"));
     const TextRows worst = ValidationWorstRows(r);
     ASSERT_EQ(worst.size(), 3u);
     EXPECT_EQ(worst[1][0], "Red, deep");  // 0.2 points off after, the grey none
@@ -59,8 +58,9 @@ TEST(ValidationReport, RowsAndCsvCarryEverySampleAndStatistic) {
     std::getline(lines, first);
     std::getline(lines, second);
     EXPECT_FALSE(std::getline(lines, rest));
-    EXPECT_EQ(header, "name,DE before,DE after,DE2000 before,DE2000 after,DL before,Da before,"
-                      "Db before,DL after,Da after,Db after\r");
+    EXPECT_EQ(header,
+              "name,DE before,DE after,DE2000 before,DE2000 after,DL before,Da before,"
+              "Db before,DL after,Da after,Db after\r");
     EXPECT_TRUE(first.starts_with("\"Red, deep\",")) << first;
     EXPECT_TRUE(second.starts_with("\"Grey \"\"60\"\"\",")) << second;
     std::istringstream cells(first.substr(first.find("\",") + 2));
