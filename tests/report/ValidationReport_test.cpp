@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <sstream>
 
+#include "engine/ColorMatch.h"
 #include "report/PdfWriter.h"
 #include "report/ValidationReport.h"
 #include "workspace/NumberFormat.h"
@@ -12,7 +13,7 @@ namespace tintara {
 namespace {
 
 // Two samples; numbers chosen so every formatted cell can be read off by eye.
-ValidationResult SmallResult() {
+ValidationResult SmallResult(int16_t colorSpace = kCieLab) {
     std::vector<std::array<double, 40>> curves(6);
     curves[0].fill(40);
     curves[1].fill(42);
@@ -23,7 +24,7 @@ ValidationResult SmallResult() {
     const std::vector<ValidationPair> pairs{
         {"Red, deep", curves[0].data(), curves[1].data(), curves[2].data()},
         {"Grey \"60\"", curves[3].data(), curves[4].data(), curves[5].data()}};
-    return Validate(pairs, 0, 0.5);
+    return Validate(pairs, colorSpace, 0.5);
 }
 
 TEST(ValidationReport, RowsAndCsvCarryEverySampleAndStatistic) {
@@ -41,6 +42,7 @@ TEST(ValidationReport, RowsAndCsvCarryEverySampleAndStatistic) {
     const TextRows bias = ValidationBiasRows(r);
     ASSERT_EQ(bias.size(), 4u);
     EXPECT_EQ(bias[1][0], "DL*");
+    EXPECT_EQ(ValidationBiasRows(SmallResult(kHunterLab))[1][0], "DL");  // Hunter Lab: no asterisk
     EXPECT_EQ(bias[1][2],
               Format(r.Before.DL.Lower, "##0.00") + " .. " + Format(r.Before.DL.Upper, "##0.00"));
     const TextRows worst = ValidationWorstRows(r);
