@@ -17,13 +17,15 @@
 #include <string>
 #include <vector>
 
-#include "app/ProfileRun.h"
-#include "app/Validation.h"
+#include "engine/ColorMatch.h"
+#include "engine/ProfileSequence.h"
 #include "engine/Utility.h"
 #include "engine/Validation.h"
 #include "files/CCFReadWrite.h"
 #include "files/DemoData.h"
+#include "files/ProfileCorrector.h"
 #include "files/RWSaveSet.h"
+#include "files/SaveSetLibrary.h"
 #include "workspace/Error.h"
 
 namespace {
@@ -45,13 +47,37 @@ struct Outcome {
     double TileRaw = 0, TileFinal = 0;
 };
 
+// The Target fandeck corrected with the coefficient file (SCI, angle position 0), validated
+// against the Master fandeck in CIELAB with the default single-sample limit.
 ValidationResult ValidateWith(const fs::path& dir, const fs::path& ccf) {
-    GlobalVariables ws;
-    RWSaveSet saveSets(ws);
+    const SaveSetData master = LoadSaveSet(dir / "master-fandeck.wsv");
+    const SaveSetData target = LoadSaveSet(dir / "target-fandeck.wsv");
+    ProfileCorrector corrector;
+    corrector.ReadCoefficientFile(ccf);
+    std::vector<Curve> corrected(target.Records.size());
+    std::vector<ValidationPair> pairs;
+    for (std::size_t s = 0; s < corrected.size(); ++s) {
+        corrector.Correct(Geometry::SCI, target.Records[s].Curves[0], corrected[s]);
+        pairs.push_back({master.Records[s].Name, master.Records[s].Curves[0].data(),
+                         target.Records[s].Curves[0].data(), corrected[s].data()});
+    }
+    return Validate(pairs, kCieLab, 0.5);
+}
+
+// Reads the tile sets and runs the four phases, as the coefficient command does.
+void Profile(GlobalVariables& ws, const fs::path& dir, bool search) {
+    ws.InitializeVariables();
+    ws.GeometryChoice = true;
+    ws.UseCentroid = search;
+    RWSaveSet reader(ws);
+    bool failed = false;
+    reader.ReadWSVRecord((dir / "master-tiles.wsv").string(), true, failed);
+    if (!failed)
+        reader.ReadWSVRecord((dir / "target-tiles.wsv").string(), false, failed);
+    if (failed)
+        throw Error(dir.string() + ": " + reader.LastError());
     Utility utility(ws);
-    const ValidationRequest request{ccf.string(), (dir / "master-fandeck.wsv").string(),
-                                    (dir / "target-fandeck.wsv").string(), false};
-    return ValidateFandecks(ws, saveSets, utility, request).Result;
+    ProfileSequence(utility);
 }
 
 Outcome Study(const Pair& pair, const fs::path& work) {
@@ -63,9 +89,7 @@ Outcome Study(const Pair& pair, const fs::path& work) {
     Outcome outcome;
     for (bool search : {true, false}) {
         GlobalVariables ws;
-        RWSaveSet reader(ws);
-        ProfileTilePair(ws, reader,
-                        {dir / "master-tiles.wsv", dir / "target-tiles.wsv", true, search});
+        Profile(ws, dir, search);
         const fs::path ccf = dir / (search ? "profile.ccf" : "profile-nosearch.ccf");
         ws.CoefficientFile = ccf.string();
         CCFReadWrite(ws).WriteCoeficcients(ws.CoefficientFile);

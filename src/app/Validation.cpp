@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "files/FandeckCompare.h"
+#include "engine/Utility.h"
 #include "report/ValidationReport.h"
 #include "workspace/Error.h"
 
@@ -19,9 +19,8 @@ const char* GeometryName(Geometry geometry) {
 ValidationResult ValidateComparison(const GlobalVariables& ws, Geometry geometry) {
     const FandeckPairing pairing = PairFandeckCurves(ws);
     const auto g = static_cast<std::size_t>(geometry);
-    if (!pairing.Compared[g]) {
+    if (!pairing.Compared[g])
         throw Error(std::string("The comparison holds no ") + GeometryName(geometry) + " data");
-    }
     std::vector<ValidationPair> pairs;
     pairs.reserve(pairing.Samples);
     for (std::size_t s = 0; s < pairing.Samples; ++s) {
@@ -33,30 +32,20 @@ ValidationResult ValidateComparison(const GlobalVariables& ws, Geometry geometry
     return Validate(pairs, ws.ColorSpace, ws.SingleSampleTolerance);
 }
 
-ValidationRun ValidateFandecks(GlobalVariables& ws, RWSaveSet& saveSets, Utility& utility,
-                               const ValidationRequest& request, ProgressSink& progress) {
-    ValidationRun run;
-    run.Warning = CompareFandecks(ws, saveSets, utility, request.MasterFile, request.TargetFile,
-                                  request.CoefficientFile, progress);
-    const bool masterSce = ws.MasterStatus.size() >= 3 && ws.MasterStatus[2] == 'E';
-    run.Shown = request.SCE || masterSce ? Geometry::SCE : Geometry::SCI;
-    if (!ComparisonHolds(ws, saveSets, run.Shown)) {
-        throw Error(request.MasterFile + " holds no " + GeometryName(run.Shown) +
-                    " data to validate");
-    }
-    if (!saveSets.Corrector().HasGeometry(run.Shown)) {
-        throw Error(request.CoefficientFile + " holds no " + GeometryName(run.Shown) +
+void RequireCoefficients(const std::string& coefficientFile, Geometry geometry) {
+    ProfileCorrector corrector;
+    corrector.ReadCoefficientFile(coefficientFile);
+    if (!corrector.HasGeometry(geometry)) {
+        throw Error(coefficientFile + " holds no " + GeometryName(geometry) +
                     " coefficients to validate");
     }
-    run.Result = ValidateComparison(ws, run.Shown);
-    return run;
 }
 
-PageDescription ValidationReport(const ValidationRun& run, const ValidationRequest& request,
-                                 const std::string& dateText) {
+PageDescription ValidationReport(const ValidationResult& result, Geometry geometry,
+                                 const std::string& coefficientFile, const std::string& masterFile,
+                                 const std::string& targetFile, const std::string& dateText) {
     return ValidationReportDocument(
-        run.Result, {request.CoefficientFile, request.MasterFile, request.TargetFile,
-                     GeometryName(run.Shown), dateText});
+        result, {coefficientFile, masterFile, targetFile, GeometryName(geometry), dateText});
 }
 
 }  // namespace tintara

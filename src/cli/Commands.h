@@ -6,10 +6,6 @@
 #include <string>
 #include <vector>
 
-namespace tintara {
-struct GlobalVariables;
-}
-
 namespace tintara::cli {
 
 using Arguments = std::vector<std::string>;
@@ -25,10 +21,6 @@ struct Command {
     const char* summary;
     int (*run)(const Arguments& args, CommandContext& context);
 };
-
-// The tolerances and colour space of Profiler.ini, as at start-up; a damaged file is reported on
-// context.err, a missing one is the normal case and leaves the defaults.
-void LoadSettings(GlobalVariables& ws, CommandContext& context);
 
 // Table rows as tab-separated lines.
 void PrintRows(std::ostream& out, const std::vector<std::vector<std::string>>& rows);

@@ -45,8 +45,11 @@ FandeckPairing PairFandeckCurves(const GlobalVariables& ws) {
     std::size_t samples = static_cast<std::size_t>(std::max<int32_t>(0, ws.FandeckRecordCount));
     samples = std::min({samples, master.Records(), target.Records()});
     pairing.Samples = samples;
-    // The corrected group is the uncorrected one again when no coefficient file was applied.
-    pairing.Converted = ws.ConversionDone && ws.CorrelatedFandeckReflectance.Records() >= samples;
+    // The corrected group is the uncorrected one again when no coefficient file was applied,
+    // and when the conversion was made from another Target fandeck than the one now loaded.
+    pairing.Converted = ws.ConversionDone && !ws.TargetFandeck.File.empty() &&
+                        ws.ConvertedFandeckFile == ws.TargetFandeck.File &&
+                        ws.CorrelatedFandeckReflectance.Records() >= samples;
     pairing.Corrected = pairing.Converted ? &ws.CorrelatedFandeckReflectance : &target;
 
     // One geometry for a one-angle Master (its status says which, and its curves sit at position
@@ -54,7 +57,8 @@ FandeckPairing PairFandeckCurves(const GlobalVariables& ws) {
     if (HoldsSecondPosition(master, samples)) {
         pairing.Compared = {true, true};
     } else {
-        const bool sci = ws.MasterStatus.size() >= 3 && ws.MasterStatus[2] == 'I';
+        const std::string& status = ws.MasterFandeck.Status;
+        const bool sci = status.size() >= 3 && status[2] == 'I';
         const std::size_t g = sci ? 0 : 1;
         pairing.Compared[g] = true;
         pairing.MasterPosition[g] = 0;
@@ -82,9 +86,9 @@ void Utility::ProcessCorrelatedDeltas() {
     const auto& targetPosition = pairing.TargetPosition;
 
     ws.SampleCount = static_cast<int32_t>(samples);
-    ws.SampleNames.assign(ws.FandeckNames.begin(),
-                          ws.FandeckNames.begin() + static_cast<std::ptrdiff_t>(
-                                                        std::min(samples, ws.FandeckNames.size())));
+    const std::vector<std::string>& names = ws.MasterFandeck.Names;
+    ws.SampleNames.assign(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(
+                                                             std::min(samples, names.size())));
     ws.SampleNames.resize(samples);
     ws.SampleDeltas.Resize(samples + 1, kSampleDeltaColumns);
 

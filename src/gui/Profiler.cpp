@@ -4,6 +4,7 @@
 #include <QCloseEvent>
 #include <QContextMenuEvent>
 #include <QDate>
+#include <QDateTime>
 #include <QDockWidget>
 #include <QLabel>
 #include <QLinearGradient>
@@ -148,6 +149,14 @@ Profiler::Profiler(GlobalVariables& ws, const QString& programFolder, QWidget* p
     m_ui = std::make_unique<QtUserInterface>(*this);
     m_commands = std::make_unique<ProfilerCommands>(
         m_ws, *m_ui, std::filesystem::path(programFolder.toStdString()));
+    // Reports and certificates carry the date in the user's short date format.
+    m_commands->DateText = [](std::chrono::system_clock::time_point when) {
+        const QDate date =
+            QDateTime::fromSecsSinceEpoch(
+                std::chrono::duration_cast<std::chrono::seconds>(when.time_since_epoch()).count())
+                .date();
+        return QLocale::system().toString(date, QLocale::ShortFormat).toStdString();
+    };
 
     auto* central = new QWidget(this);
     auto* layout = new QVBoxLayout(central);
@@ -428,7 +437,7 @@ void Profiler::Dispatch(CommandId id) {
     m_ui->CommandStarted();
     auto show = [this](const std::string& title, const std::string& text) {
         m_ui->ShowMessage(
-            MessageBoxRequest{title, text, MessageIcon::Exclamation, MessageButtons::Ok});
+            MessageBoxRequest{title, text, MessageIcon::Exclamation, MessageButtons::Ok, ""});
     };
     try {
         m_commands->Execute(id);
@@ -478,15 +487,20 @@ void Profiler::UpdatePlots() {
             SampleCurves(m_ws, sample, sci ? 0 : 1));
         m_plots->HideTileDifferences();
     }
-    m_plotDock->show();
+    if (!m_plotDock->isVisible()) {
+        m_plotDock->show();
+        // In a small window the grid keeps the larger part: the plots take a third at most.
+        const int room = std::max(240, width() / 3);
+        resizeDocks({m_plotDock}, {std::min(room, m_plotDock->sizeHint().width())}, Qt::Horizontal);
+    }
 }
 
 void Profiler::UpdateValidationPage(bool comparisonShown, bool sci) {
     // Validated again only when what is compared changes, not on every row picked.
     std::string key;
     if (comparisonShown && m_ws.PerformanceDataReady) {
-        key = std::string(sci ? "SCI|" : "SCE|") + m_ws.MasterSaveSetFile + "|" +
-              m_ws.TargetSaveSetFile + "|" + (m_ws.ConversionDone ? m_ws.CoefficientFile : "") +
+        key = std::string(sci ? "SCI|" : "SCE|") + m_ws.MasterFandeck.File + "|" +
+              m_ws.TargetFandeck.File + "|" + (m_ws.ConversionDone ? m_ws.CoefficientFile : "") +
               "|" + std::to_string(m_ws.SampleCount) + "|" + std::to_string(m_ws.ColorSpace) + "|" +
               std::to_string(m_ws.SingleSampleTolerance);
         // The comparison's own averages tell a re-read of the same files apart.
@@ -513,7 +527,7 @@ void Profiler::UpdateValidationPage(bool comparisonShown, bool sci) {
                                              : tr("none (Target as measured)").toStdString();
         m_validation->ShowDocument(ValidationReportDocument(
             result,
-            {coefficients, m_ws.MasterSaveSetFile, m_ws.TargetSaveSetFile, sci ? "SCI" : "SCE",
+            {coefficients, m_ws.MasterFandeck.File, m_ws.TargetFandeck.File, sci ? "SCI" : "SCE",
              QLocale().toString(QDate::currentDate(), QLocale::ShortFormat).toStdString()}));
         if (page < 0)
             m_plotPages->addTab(m_validation, tr("Validation"));

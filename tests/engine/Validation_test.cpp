@@ -5,8 +5,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "app/ProfileRun.h"
 #include "engine/ColorMatch.h"
+#include "engine/ProfileSequence.h"
+#include "engine/Utility.h"
 #include "engine/Validation.h"
 #include "engine/WavelengthSearch.h"
 #include "files/DemoData.h"
@@ -127,12 +128,26 @@ TEST(ValidationStatistics, ValidateSummarisesFlatGreysBeforeAndAfter) {
     }
 }
 
+// The demo tile sets read and profiled in SCI, as the coefficient command does.
+void ProfileDemo(GlobalVariables& ws, const std::filesystem::path& dir, bool search) {
+    ws.InitializeVariables();
+    ws.GeometryChoice = true;
+    ws.UseCentroid = search;
+    RWSaveSet reader(ws);
+    bool failed = false;
+    reader.ReadWSVRecord((dir / "master-tiles.wsv").string(), true, failed);
+    ASSERT_FALSE(failed);
+    reader.ReadWSVRecord((dir / "target-tiles.wsv").string(), false, failed);
+    ASSERT_FALSE(failed);
+    Utility utility(ws);
+    ProfileSequence(utility);
+}
+
 TEST(CrossValidation, HoldsOutEachOrdinaryTileAndLeavesTheProfileAlone) {
     const auto dir = test::ScratchDir("CrossValidation");
     WriteDemoData(dir);
     GlobalVariables ws;
-    RWSaveSet reader(ws);
-    ProfileTilePair(ws, reader, {dir / "master-tiles.wsv", dir / "target-tiles.wsv"});
+    ProfileDemo(ws, dir, true);
     const auto weights = ws.WavelengthCoefficients;
     const auto fitted = ws.WavelengthDE;
 
@@ -175,9 +190,7 @@ TEST(CrossValidation, HoldsOutEachOrdinaryTileAndLeavesTheProfileAlone) {
 
     // Without the weight search there is nothing to hold out.
     GlobalVariables plain;
-    RWSaveSet plainReader(plain);
-    ProfileTilePair(plain, plainReader,
-                    {dir / "master-tiles.wsv", dir / "target-tiles.wsv", true, false});
+    ProfileDemo(plain, dir, false);
     for (const CrossValidationTile& t : CrossValidateWavelength(plain).Tiles)
         EXPECT_NEAR(t.Predicted, t.Fitted, 1e-12) << t.Name;
 }
