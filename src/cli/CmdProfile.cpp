@@ -9,6 +9,8 @@
 #include "cli/CliUserInterface.h"
 #include "cli/Commands.h"
 #include "engine/ProfileSequence.h"
+#include "engine/Validation.h"
+#include "report/ValidationReport.h"
 #include "workspace/Error.h"
 
 namespace tintara::cli {
@@ -17,7 +19,7 @@ int RunProfile(const Arguments& arguments, CommandContext& context) {
     const Args args(arguments,
                     {"--master", "--target", "--geometry", "--ccf", "--results-dir", "--report",
                      "--certificate"},
-                    {"--nocentroid"});
+                    {"--nocentroid", "--cross-validate"});
     if (!args.Positionals().empty())
         throw UsageError("unexpected argument " + args.Positionals()[0]);
     const std::string masterFile = args.Required("--master");
@@ -68,6 +70,11 @@ int RunProfile(const Arguments& arguments, CommandContext& context) {
         for (std::size_t c = 0; c < row.size(); ++c)
             context.out << (c ? "\t" : "") << row[c];
         context.out << "\n";
+    }
+    // The leave-one-out check comes after the grid, which stays as it is without it.
+    if (args.Has("--cross-validate")) {
+        context.out << "\nCross-validation of the wavelength phase\n";
+        PrintRows(context.out, CrossValidationRows(CrossValidateWavelength(session.ws)));
     }
     return 0;
 }

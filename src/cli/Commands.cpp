@@ -1,5 +1,7 @@
 #include "cli/Commands.h"
 
+#include <ostream>
+
 namespace tintara::cli {
 
 // Each command lives in its own Cmd<Name>.cpp file.
@@ -12,6 +14,15 @@ int RunProfile(const Arguments&, CommandContext&);
 int RunConvert(const Arguments&, CommandContext&);
 int RunCompare(const Arguments&, CommandContext&);
 int RunTolerances(const Arguments&, CommandContext&);
+int RunValidate(const Arguments&, CommandContext&);
+
+void PrintRows(std::ostream& out, const std::vector<std::vector<std::string>>& rows) {
+    for (const auto& row : rows) {
+        for (std::size_t c = 0; c < row.size(); ++c)
+            out << (c ? "\t" : "") << row[c];
+        out << "\n";
+    }
+}
 
 const std::vector<Command>& AllCommands() {
     static const std::vector<Command> commands = {
@@ -27,7 +38,8 @@ const std::vector<Command>& AllCommands() {
         {"export", "export IN.wsv -o OUT.txt", "save set -> CGATS.17", RunExport},
         {"profile",
          "profile --master M.wsv --target T.wsv [--geometry sci|sce] [--nocentroid] "
-         "[--ccf OUT.ccf] [--results-dir DIR] [--report FILE.txt] [--certificate FILE.pdf]",
+         "[--ccf OUT.ccf] [--results-dir DIR] [--report FILE.txt] [--certificate FILE.pdf] "
+         "[--cross-validate]",
          "profile the Target tile set to the Master and print the correlation grid; --ccf also "
          "writes the per-tile result save sets, into --results-dir or the current folder",
          RunProfile},
@@ -37,6 +49,11 @@ const std::vector<Command>& AllCommands() {
          "compare --master M.wsv --target T.wsv [--ccf C.ccf] [--sce] "
          "[--report CompareReport.txt] [--certificate FILE.pdf]",
          "compare two fandecks and print the performance grid and verdict", RunCompare},
+        {"validate",
+         "validate --ccf C.ccf --master M.wsv --target T.wsv [--sce] [--report V.pdf] "
+         "[--csv V.csv]",
+         "how well a coefficient file holds on verification samples read on both instruments",
+         RunValidate},
         {"tolerances", "tolerances [--single X] [--average Y] [--space cielab|hunter]",
          "show, or validate and write, Profiler.ini", RunTolerances},
     };

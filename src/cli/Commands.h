@@ -22,6 +22,9 @@ struct Command {
     int (*run)(const Arguments& args, CommandContext& context);
 };
 
+// Table rows as tab-separated lines.
+void PrintRows(std::ostream& out, const std::vector<std::vector<std::string>>& rows);
+
 // All commands, in the order `tintara --help` lists them.
 const std::vector<Command>& AllCommands();
 

@@ -1,6 +1,7 @@
 // The profiling engine: colour differences per tile, the four correction phases, fine spectra.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -23,6 +24,22 @@ enum class WavelengthSearchMode {
     // the same tile order with the same floating-point expression (WavelengthSearch.h).
     Fast,
 };
+
+// Which fandeck curves a comparison sets side by side: records 0..Samples-1 (the smaller of the
+// fandecks and FandeckRecordCount); per geometry (0 SCI, 1 SCE) whether it is compared and at which
+// angle position each fandeck holds it. Both geometries for a two-angle Master, else the one its
+// status names (third character "I": SCI), read from position 0 of the Master and from the
+// Target's matching position when it has a second one. Corrected is the corrected Target when a
+// conversion made one for at least as many records (Converted), else the Target itself.
+struct FandeckPairing {
+    std::size_t Samples = 0;
+    std::array<bool, 2> Compared{};
+    std::array<std::size_t, 2> MasterPosition{0, 1};
+    std::array<std::size_t, 2> TargetPosition{0, 1};
+    bool Converted = false;
+    const FandeckCurves* Corrected = nullptr;
+};
+FandeckPairing PairFandeckCurves(const GlobalVariables& ws);
 
 // Works in place on the workspace it is given; procedures take no arguments beyond the tile or
 // wavelength of the single-tile steps and communicate only through the workspace. Every loop over

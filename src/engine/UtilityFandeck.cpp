@@ -38,6 +38,35 @@ void Utility::AllocateFandeckArrays() {
     m_ws.SampleDeltas.Resize(samples + 1, kSampleDeltaColumns);
 }
 
+FandeckPairing PairFandeckCurves(const GlobalVariables& ws) {
+    FandeckPairing pairing;
+    const FandeckCurves& master = ws.MasterFandeckReflectance;
+    const FandeckCurves& target = ws.TargetFandeckReflectance;
+    std::size_t samples = static_cast<std::size_t>(std::max<int32_t>(0, ws.FandeckRecordCount));
+    samples = std::min({samples, master.Records(), target.Records()});
+    pairing.Samples = samples;
+    // The corrected group is the uncorrected one again when no coefficient file was applied,
+    // and when the conversion was made from another Target fandeck than the one now loaded.
+    pairing.Converted = ws.ConversionDone && !ws.TargetFandeck.File.empty() &&
+                        ws.ConvertedFandeckFile == ws.TargetFandeck.File &&
+                        ws.CorrelatedFandeckReflectance.Records() >= samples;
+    pairing.Corrected = pairing.Converted ? &ws.CorrelatedFandeckReflectance : &target;
+
+    // One geometry for a one-angle Master (its status says which, and its curves sit at position
+    // 0), both for two angles.
+    if (HoldsSecondPosition(master, samples)) {
+        pairing.Compared = {true, true};
+    } else {
+        const std::string& status = ws.MasterFandeck.Status;
+        const bool sci = status.size() >= 3 && status[2] == 'I';
+        const std::size_t g = sci ? 0 : 1;
+        pairing.Compared[g] = true;
+        pairing.MasterPosition[g] = 0;
+        pairing.TargetPosition[g] = HoldsSecondPosition(target, samples) ? g : 0;
+    }
+    return pairing;
+}
+
 // For every sample and geometry processed, SampleDeltas holds DL, Da, Db, DE of the Master against
 // the uncorrected Target (columns 0..3 of the geometry's group) and against the corrected Target
 // (4..7); the SCI group is columns 0..7, the SCE group 8..15. Row SampleCount holds the averages:
@@ -48,30 +77,13 @@ void Utility::ProcessCorrelatedDeltas() {
     GlobalVariables& ws = m_ws;
     const FandeckCurves& master = ws.MasterFandeckReflectance;
     const FandeckCurves& target = ws.TargetFandeckReflectance;
-    std::size_t samples = static_cast<std::size_t>(std::max<int32_t>(0, ws.FandeckRecordCount));
-    samples = std::min({samples, master.Records(), target.Records()});
-    // The corrected group is the uncorrected one again when no coefficient file was applied.
-    // ... and when the conversion was made from another Target fandeck than the one now loaded.
-    const bool converted = ws.ConversionDone && !ws.TargetFandeck.File.empty() &&
-                           ws.ConvertedFandeckFile == ws.TargetFandeck.File &&
-                           ws.CorrelatedFandeckReflectance.Records() >= samples;
-    const FandeckCurves& corrected = converted ? ws.CorrelatedFandeckReflectance : target;
-
-    // One geometry for a one-angle Master (its status says which, and its curves sit at position
-    // 0), both for two angles.
-    bool process[kAngles] = {false, false};
-    std::size_t masterPosition[kAngles] = {0, 1};
-    std::size_t targetPosition[kAngles] = {0, 1};
-    if (HoldsSecondPosition(master, samples)) {
-        process[0] = process[1] = true;
-    } else {
-        const std::string& status = ws.MasterFandeck.Status;
-        const bool sci = status.size() >= 3 && status[2] == 'I';
-        const std::size_t g = sci ? 0 : 1;
-        process[g] = true;
-        masterPosition[g] = 0;
-        targetPosition[g] = HoldsSecondPosition(target, samples) ? g : 0;
-    }
+    const FandeckPairing pairing = PairFandeckCurves(ws);
+    const std::size_t samples = pairing.Samples;
+    const bool converted = pairing.Converted;
+    const FandeckCurves& corrected = *pairing.Corrected;
+    const auto& process = pairing.Compared;
+    const auto& masterPosition = pairing.MasterPosition;
+    const auto& targetPosition = pairing.TargetPosition;
 
     ws.SampleCount = static_cast<int32_t>(samples);
     const std::vector<std::string>& names = ws.MasterFandeck.Names;

@@ -94,13 +94,15 @@ void AddTile(const CandidateWeights& cw, double a, double b, double c, double m,
 }  // namespace
 
 WavelengthWeights FastWavelengthSearch(const Matrix& linearity, const Matrix& master, int tileCount,
-                                       int w) {
+                                       int w, int heldOut) {
     const CandidateWeights& cw = Weights();
     // Each candidate's sum still accumulates tile by tile in tile order, exactly as the
     // call-by-call search adds them; only independent sums are interleaved.
     alignas(16) double sums[kPadded] = {};
     double baseline = 0.0;
     for (int t = 0; t <= tileCount; ++t) {
+        if (t == heldOut)
+            continue;
         const double* row = linearity.Row(t);
         const double m = master(t, w);
         baseline += LeastDifference(ThreePointValue(row, kIdentityWeights, w), m);

@@ -48,7 +48,8 @@ const std::array<WavelengthCandidate, kCandidateCount>& WavelengthCandidates();
 // tiles 0..tileCount of LeastDifference(ThreePointValue(linearity row, weights, w), master(t, w))
 // is strictly below the best sum so far, starting from the identity weights' sum; the identity
 // when none beats it. Needs linearity and master of at least tileCount + 1 rows of 40 points.
+// A tile `heldOut` in 0..tileCount is left out of every sum (cross-validation); -1 leaves none.
 WavelengthWeights FastWavelengthSearch(const Matrix& linearity, const Matrix& master, int tileCount,
-                                       int w);
+                                       int w, int heldOut = -1);
 
 }  // namespace tintara

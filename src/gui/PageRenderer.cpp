@@ -7,6 +7,7 @@
 #include <QPainter>
 #include <QPdfWriter>
 #include <QPen>
+#include <QPolygonF>
 #include <QPrinter>
 #include <QSaveFile>
 
@@ -65,6 +66,14 @@ void RenderPage(const Page& page, QPainter& painter, double devicePerTwip) {
             painter.drawLine(QPointF(rule.X1 * devicePerTwip, rule.Y1 * devicePerTwip),
                              QPointF(rule.X2 * devicePerTwip, rule.Y2 * devicePerTwip));
         }
+    }
+    for (const PagePolyline& line : page.Polylines) {
+        QPolygonF points;
+        for (const PagePoint& p : line.Points)
+            points << QPointF(p.X * devicePerTwip, p.Y * devicePerTwip);
+        painter.setPen(QPen(QColor(line.Red, line.Green, line.Blue), line.Thickness * devicePerTwip,
+                            Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+        painter.drawPolyline(points);
     }
     painter.setPen(Qt::black);
     for (const PageText& text : page.Texts) {

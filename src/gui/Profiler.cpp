@@ -3,6 +3,7 @@
 #include <QAction>
 #include <QCloseEvent>
 #include <QContextMenuEvent>
+#include <QDate>
 #include <QDateTime>
 #include <QDockWidget>
 #include <QLabel>
@@ -14,15 +15,19 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QStatusBar>
+#include <QTabWidget>
 #include <QTimer>
 #include <QVBoxLayout>
 #include <algorithm>
 #include <exception>
 
 #include "app/ProfilerCommands.h"
+#include "app/Validation.h"
 #include "gui/GridView.h"
 #include "gui/QtUserInterface.h"
 #include "gui/SpectralPlots.h"
+#include "gui/ValidationView.h"
+#include "report/ValidationReport.h"
 #include "workspace/Error.h"
 
 namespace tintara::gui {
@@ -174,7 +179,12 @@ Profiler::Profiler(GlobalVariables& ws, const QString& programFolder, QWidget* p
     m_plots = new SpectralPlots;
     m_plotDock = new QDockWidget(tr("Spectral Plots"), this);
     m_plotDock->setObjectName(QStringLiteral("PlotDock"));
-    m_plotDock->setWidget(m_plots);
+    m_plotPages = new QTabWidget;
+    m_plotPages->setObjectName(QStringLiteral("PlotPages"));
+    m_plotPages->addTab(m_plots, tr("Spectral Plots"));
+    m_validation = new ValidationView(m_plotPages);
+    m_validation->hide();  // a page only while a comparison is on show
+    m_plotDock->setWidget(m_plotPages);
     m_plotDock->setFeatures(QDockWidget::DockWidgetClosable | QDockWidget::DockWidgetMovable |
                             QDockWidget::DockWidgetFloatable);
     addDockWidget(Qt::RightDockWidgetArea, m_plotDock);
@@ -446,13 +456,16 @@ void Profiler::Dispatch(CommandId id) {
 
 void Profiler::UpdatePlots() {
     const ResultGridModel& grid = m_commands->Grid();
+    const bool correlation = grid.Cols() == 7;
+    // The compare grid (nine columns) and the performance grid keep their own view flags.
+    const bool sci = grid.Cols() == 9 ? m_ws.GridShowsSCI : m_ws.PerformanceShowsSCI;
+    UpdateValidationPage(grid.Visible() && grid.Cols() > 0 && !correlation, sci);
     const int row = m_gridView->SelectedGridRow();
     if (!grid.Visible() || row < 1 || row >= grid.Rows() || grid.Cols() < 1) {
         if (!grid.Visible())
             m_plotDock->hide();
         return;
     }
-    const bool correlation = grid.Cols() == 7;
     if (correlation) {
         const int tile = row - 3;
         if (tile < 0 || tile >= m_ws.TileCount)
@@ -466,8 +479,6 @@ void Profiler::UpdatePlots() {
         const int sample = row - 1;
         if (sample < 0 || sample >= m_ws.SampleCount)
             return;
-        // The compare grid (nine columns) and the performance grid keep their own view flags.
-        const bool sci = grid.Cols() == 9 ? m_ws.GridShowsSCI : m_ws.PerformanceShowsSCI;
         const QString name = sample < static_cast<int>(m_ws.SampleNames.size())
                                  ? QString::fromStdString(m_ws.SampleNames[sample]).trimmed()
                                  : QString::number(sample + 1);
@@ -481,6 +492,49 @@ void Profiler::UpdatePlots() {
         // In a small window the grid keeps the larger part: the plots take a third at most.
         const int room = std::max(240, width() / 3);
         resizeDocks({m_plotDock}, {std::min(room, m_plotDock->sizeHint().width())}, Qt::Horizontal);
+    }
+}
+
+void Profiler::UpdateValidationPage(bool comparisonShown, bool sci) {
+    // Validated again only when what is compared changes, not on every row picked.
+    std::string key;
+    if (comparisonShown && m_ws.PerformanceDataReady) {
+        key = std::string(sci ? "SCI|" : "SCE|") + m_ws.MasterFandeck.File + "|" +
+              m_ws.TargetFandeck.File + "|" + (m_ws.ConversionDone ? m_ws.CoefficientFile : "") +
+              "|" + std::to_string(m_ws.SampleCount) + "|" + std::to_string(m_ws.ColorSpace) + "|" +
+              std::to_string(m_ws.SingleSampleTolerance);
+        // The comparison's own averages tell a re-read of the same files apart.
+        const auto last = static_cast<std::size_t>(std::max(0, m_ws.SampleCount));
+        if (m_ws.SampleDeltas.Rows() > last) {
+            for (std::size_t c = 0; c < m_ws.SampleDeltas.Cols(); ++c)
+                key += "|" + std::to_string(m_ws.SampleDeltas(last, c));
+        }
+    }
+    if (key == m_validationKey)
+        return;
+    m_validationKey = key;
+    const int page = m_plotPages->indexOf(m_validation);
+    if (key.empty()) {
+        if (page >= 0)
+            m_plotPages->removeTab(page);
+        return;
+    }
+    try {
+        const ValidationResult result =
+            ValidateComparison(m_ws, sci ? Geometry::SCI : Geometry::SCE);
+        const std::string coefficients = m_ws.ConversionDone
+                                             ? m_ws.CoefficientFile
+                                             : tr("none (Target as measured)").toStdString();
+        m_validation->ShowDocument(ValidationReportDocument(
+            result,
+            {coefficients, m_ws.MasterFandeck.File, m_ws.TargetFandeck.File, sci ? "SCI" : "SCE",
+             QLocale().toString(QDate::currentDate(), QLocale::ShortFormat).toStdString()}));
+        if (page < 0)
+            m_plotPages->addTab(m_validation, tr("Validation"));
+    } catch (const Error&) {
+        // The comparison holds no data for this geometry: no page rather than an empty one.
+        if (page >= 0)
+            m_plotPages->removeTab(page);
     }
 }
 

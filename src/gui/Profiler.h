@@ -15,6 +15,7 @@
 
 class QAction;
 class QDockWidget;
+class QTabWidget;
 class QLabel;
 class QMenu;
 class QProgressBar;
@@ -30,6 +31,7 @@ namespace tintara::gui {
 class GridView;
 class QtUserInterface;
 class SpectralPlots;
+class ValidationView;
 
 // The area under the menu bar: the stretched background picture, the result grid placed where
 // the grid procedures put it, and the three buttons under the grid.
@@ -54,7 +56,9 @@ class BackgroundCanvas : public QWidget {
 
 // The program's only top-level window, captioned "Tintara Profiler": the menu tree, the result
 // grid with its three buttons, two status bars (InstrumentBar with two panels above FileStatusBar
-// with three), the background picture and a dock of spectral plots for the selected grid row.
+// with three), the background picture and a dock of spectral plots for the selected grid row; while
+// a compare or performance grid is on show the dock also has a "Validation" page for the geometry
+// shown.
 //
 // The window only presents and forwards: every menu item and button goes to the command layer
 // (ProfilerCommands::Execute) through Dispatch, which is also the boundary where any error that
@@ -86,6 +90,8 @@ class Profiler : public QMainWindow {
     GridView* Grid() const { return m_gridView; }
     SpectralPlots* Plots() const { return m_plots; }
     QDockWidget* PlotDock() const { return m_plotDock; }
+    QTabWidget* PlotPages() const { return m_plotPages; }
+    ValidationView* Validation() const { return m_validation; }
     BackgroundCanvas* Canvas() const { return m_canvas; }
     QStatusBar* FileStatusBar() const { return m_fileBar; }
     QStatusBar* InstrumentBar() const { return m_instrumentBar; }
@@ -112,6 +118,7 @@ class Profiler : public QMainWindow {
     QString CaptionWithMnemonic(const CommandItem& item);
     void PlaceGridAndButtons();
     void UpdatePlots();
+    void UpdateValidationPage(bool comparisonShown, bool sci);
     void Activate();
 
     GlobalVariables& m_ws;
@@ -128,6 +135,9 @@ class Profiler : public QMainWindow {
     std::array<QLabel*, 2> m_instrumentPanels{};
     SpectralPlots* m_plots = nullptr;
     QDockWidget* m_plotDock = nullptr;
+    QTabWidget* m_plotPages = nullptr;
+    ValidationView* m_validation = nullptr;
+    std::string m_validationKey;  // what the Validation page shows; empty when nothing
     QMenu* m_wizardMenu = nullptr;
     std::map<CommandId, QAction*> m_actions;
     std::map<CommandId, QPushButton*> m_buttons;

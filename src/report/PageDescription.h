@@ -51,10 +51,28 @@ struct PageRule {
     bool IsBox = false;
 };
 
-// One page; renderers paint pictures first, then rules, then text, each in list order.
+// A point on the page, twips from the paper's top-left corner.
+struct PagePoint {
+    int32_t X = 0;
+    int32_t Y = 0;
+    bool operator==(const PagePoint&) const = default;
+};
+
+// An open line through its points in a colour (8-bit sRGB), for plots; round joins and caps.
+struct PagePolyline {
+    std::vector<PagePoint> Points;
+    int32_t Thickness = kTwipsPerPoint;
+    uint8_t Red = 0;
+    uint8_t Green = 0;
+    uint8_t Blue = 0;
+};
+
+// One page; renderers paint pictures first, then rules, then polylines, then text, each in list
+// order.
 struct Page {
     std::vector<PagePicture> Pictures;
     std::vector<PageRule> Rules;
+    std::vector<PagePolyline> Polylines;
     std::vector<PageText> Texts;
 };
 

@@ -257,6 +257,19 @@ void WritePdf(const PageDescription& document, std::ostream& out) {
                            " l S\n";
             }
         }
+        for (const PagePolyline& line : page.Polylines) {
+            if (line.Points.size() < 2)
+                continue;
+            content += "q " + Number(line.Red / 255.0) + " " + Number(line.Green / 255.0) + " " +
+                       Number(line.Blue / 255.0) + " RG " + Number(line.Thickness / 20.0) +
+                       " w 1 J 1 j";
+            const char* op = " m\n";
+            for (const PagePoint& p : line.Points) {
+                content += " " + Number(p.X / 20.0) + " " + Number(height - p.Y / 20.0) + op;
+                op = " l";
+            }
+            content += " S Q\n";
+        }
         for (const PageText& text : page.Texts) {
             if (text.Text.find_first_not_of(' ') == std::string::npos)
                 continue;  // nothing to ink

@@ -155,6 +155,21 @@ struct WindowHarness {
         Pick(CommandId::GenerateCCF);
     }
 
+    // The demo pair profiled in SCI into pair.ccf, then the fandecks opened and compared with that
+    // file (File > Save the coefficients, Open both fandecks and the coefficient file, Generate >
+    // Compare): the compare grid is on show.
+    void CompareDemoFandecks(const std::vector<std::filesystem::path>& demo) {
+        LoadTileSets(demo);
+        Generate();
+        const auto ccf = folder / "pair.ccf";
+        Files.insert(Files.end(),
+                     {ccf.string(), demo.at(2).string(), demo.at(3).string(), ccf.string()});
+        for (CommandId id : {CommandId::SaveCoefficients, CommandId::MasterInstrumentSaveSet,
+                             CommandId::TargetInstrumentSaveSet, CommandId::CorrelationFileMenu,
+                             CommandId::GenerateCSS})
+            Pick(id);
+    }
+
     std::filesystem::path folder;
     GlobalVariables ws;
     std::unique_ptr<gui::Profiler> window;

@@ -8,18 +8,24 @@
 #include <QChartView>
 #include <QCursor>
 #include <QDockWidget>
+#include <QLabel>
 #include <QLineEdit>
 #include <QLineSeries>
 #include <QMenu>
 #include <QMenuBar>
 #include <QProgressBar>
 #include <QScrollBar>
+#include <QTabWidget>
+#include <algorithm>
 #include <fstream>
 #include <set>
 
+#include "app/Validation.h"
+#include "files/FandeckCompare.h"
 #include "gui/GridView.h"
 #include "gui/GuiHarness.h"
 #include "gui/SpectralPlots.h"
+#include "gui/ValidationView.h"
 #include "report/Paint.h"
 
 namespace tintara {
@@ -161,6 +167,7 @@ TEST(MainWindow, ProfilesTheDemoPairWithGridPlotsCoefficientsAndPrintout) {
     view.selectRow(GridTableModel::TableRow(tile + 3));
     QApplication::processEvents();
     ASSERT_TRUE(h.window->PlotDock()->isVisible());
+    EXPECT_EQ(h.window->PlotPages()->count(), 1);  // no Validation page beside tiles
     EXPECT_EQ(chart->series().size(), 2);
     EXPECT_EQ(bars()->count(), 1);
     EXPECT_EQ(bars()->barSets()[0]->at(tile), h.ws.RawDE(tile, 3));
@@ -212,16 +219,7 @@ TEST(MainWindow, ProfilesTheDemoPairWithGridPlotsCoefficientsAndPrintout) {
 
 TEST(MainWindow, CompareGridPlotsTheSelectedSampleInTheShownGeometry) {
     WindowHarness h("compare");
-    const auto demo = test::WriteDemo(h.folder, 12);
-    h.LoadTileSets(demo);
-    h.Generate();
-    const auto ccf = h.folder / "pair.ccf";
-    h.Files.insert(h.Files.end(),
-                   {ccf.string(), demo.at(2).string(), demo.at(3).string(), ccf.string()});
-    for (CommandId id : {CommandId::SaveCoefficients, CommandId::MasterInstrumentSaveSet,
-                         CommandId::TargetInstrumentSaveSet, CommandId::CorrelationFileMenu,
-                         CommandId::GenerateCSS})
-        h.Pick(id);
+    h.CompareDemoFandecks(test::WriteDemo(h.folder, 12));
     // The profile was made in SCI only; the command warns that SCE passes uncorrected.
     for (const auto& message : h.Messages)
         ASSERT_EQ(message.Title, "WARNING") << message.Text;
@@ -238,6 +236,27 @@ TEST(MainWindow, CompareGridPlotsTheSelectedSampleInTheShownGeometry) {
     EXPECT_EQ(PointY(chart, 1, 20), h.ws.TargetFandeckReflectance(20, angle, 4));
     EXPECT_EQ(PointY(chart, 2, 20), h.ws.CorrelatedFandeckReflectance(20, angle, 4));
     EXPECT_FALSE(h.window->Plots()->DifferenceView()->isVisible());
+
+    // The Validation page shows the report of the geometry on show, drawn.
+    QTabWidget* pages = h.window->PlotPages();
+    ASSERT_EQ(pages->count(), 2);
+    EXPECT_EQ(pages->tabText(1), "Validation");
+    pages->setCurrentIndex(1);
+    QApplication::processEvents();
+    const gui::ValidationView& validation = *h.window->Validation();
+    const std::vector<std::string> lines = validation.Document().TextLines();
+    const std::string geometry = h.ws.GridShowsSCI ? "SCI, " : "SCE, ";
+    EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&](const std::string& l) {
+        return l.starts_with(geometry + "DE in CIELAB, 12 samples");
+    }));
+    ASSERT_EQ(validation.PageLabels().size(), 2u);
+    EXPECT_GE(validation.PageLabels()[1]->pixmap().width(), gui::ValidationView::kMinimumWidth);
+    // The same numbers as the compare grid's averages.
+    EXPECT_NEAR(
+        ValidateComparison(h.ws, h.ws.GridShowsSCI ? Geometry::SCI : Geometry::SCE).After.DE.Mean,
+        h.ws.SampleDeltas(12,
+                          CorrectedColumn(h.ws.GridShowsSCI ? Geometry::SCI : Geometry::SCE) + 3),
+        1e-12);
 }
 
 TEST(MainWindow, ErrorsAreShownNotThrownAndTheWindowCarriesOn) {

@@ -6,11 +6,14 @@
 #include <QDir>
 #include <QDockWidget>
 #include <QImage>
+#include <QLabel>
 #include <QPixmap>
 #include <QScrollBar>
+#include <QTabWidget>
 
 #include "gui/GridView.h"
 #include "gui/GuiHarness.h"
+#include "gui/ValidationView.h"
 
 namespace tintara {
 namespace {
@@ -70,6 +73,34 @@ TEST(Screenshots, ProfiledDemoPairWithTilePlotAndEveryDialog) {
     h.Pick(CommandId::SetTolerances);
     h.Pick(CommandId::WizardProfile);
     EXPECT_TRUE(h.Dialogs.empty());
+}
+
+TEST(Screenshots, ComparedFandeckWithItsValidationPage) {
+    test::WindowHarness h("shots-validation");
+    h.window->setWindowState(Qt::WindowNoState);
+    h.window->resize(1440, 900);
+    QApplication::processEvents();
+    h.CompareDemoFandecks(test::WriteDemo(h.folder, 200));
+    h.window->Grid()->selectRow(gui::GridTableModel::TableRow(1));
+    QApplication::processEvents();
+    ASSERT_TRUE(h.window->PlotDock()->isVisible());
+    h.window->PlotPages()->setCurrentWidget(h.window->Validation());
+    QApplication::processEvents();
+    const QImage image = SaveShot(*h.window->PlotDock(), "validation-page.png");
+    // The plots' page has the before (red) and after (blue) lines; thin and smoothed, so counted
+    // by hue rather than by exact colour.
+    const QImage plots = h.window->Validation()->PageLabels().at(1)->pixmap().toImage();
+    int red = 0, blue = 0;
+    for (int y = 0; y < plots.height(); ++y) {
+        for (int x = 0; x < plots.width(); ++x) {
+            const QColor c = plots.pixelColor(x, y);
+            red += c.red() > c.green() + 60 && c.red() > c.blue() + 60;
+            blue += c.blue() > c.red() + 60 && c.blue() > c.green() + 20;
+        }
+    }
+    EXPECT_GT(red, 300);
+    EXPECT_GT(blue, 300);
+    EXPECT_GT(image.width(), 300);
 }
 
 }  // namespace

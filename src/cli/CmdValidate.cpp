@@ -1,0 +1,69 @@
+// tintara validate: how well a coefficient file holds on verification samples measured on both
+// instruments. The fandecks are compared as tintara compare --ccf does (the window's commands),
+// then the comparison is validated: statistics, bias, worst samples and the per-wavelength
+// difference on stdout, the CSV and the PDF report when asked.
+#include <chrono>
+#include <filesystem>
+#include <ostream>
+#include <string>
+
+#include "app/Validation.h"
+#include "cli/Args.h"
+#include "cli/CliUserInterface.h"
+#include "cli/Commands.h"
+#include "report/PdfWriter.h"
+#include "report/ReportText.h"
+#include "report/ValidationReport.h"
+#include "workspace/Error.h"
+
+namespace tintara::cli {
+
+int RunValidate(const Arguments& arguments, CommandContext& context) {
+    const Args args(arguments, {"--ccf", "--master", "--target", "--report", "--csv"}, {"--sce"});
+    if (!args.Positionals().empty())
+        throw UsageError("unexpected argument " + args.Positionals()[0]);
+    const std::string ccf = args.Required("--ccf");
+    const std::string master = args.Required("--master");
+    const std::string target = args.Required("--target");
+
+    CommandSession session(context.err);
+    CliUserInterface& ui = session.ui;
+    ui.Answer("Master Fandeck File", master);
+    ui.Answer("Target Fandeck File", target);
+    ui.Answer("Instrument Correlation Files", ccf);
+    using C = CommandId;
+    session.Run(C::MasterInstrumentSaveSet, [](auto& s) { return s.ws.MasterSaveSetLoaded; });
+    session.Run(C::TargetInstrumentSaveSet, [](auto& s) { return s.ws.TargetSaveSetLoaded; });
+    session.Run(C::CorrelationFileMenu, [](auto& s) { return s.ws.CoefficientsLoaded; });
+    session.Run(C::GenerateCSS, [](auto& s) { return s.ws.PerformanceDataReady; });
+
+    // SCI unless asked for SCE, or the Master fandeck holds SCE only.
+    const GlobalVariables& ws = session.ws;
+    const std::string& status = ws.MasterFandeck.Status;
+    const bool masterSce =
+        ws.MasterFandeck.AngleCount < 2 && status.size() >= 3 && status[2] == 'E';
+    const Geometry geometry = args.Has("--sce") || masterSce ? Geometry::SCE : Geometry::SCI;
+    RequireCoefficients(ccf, geometry);
+    const ValidationResult result = ValidateComparison(ws, geometry);
+
+    if (args.Has("--csv"))
+        WriteValidationCsv(result, std::filesystem::path(args.Value("--csv")));
+    if (args.Has("--report")) {
+        WritePdf(ValidationReport(result, geometry, ccf, master, target,
+                                  ShortDate(std::chrono::system_clock::now())),
+                 std::filesystem::path(args.Value("--report")));
+    }
+
+    context.out << (geometry == Geometry::SCI ? "SCI" : "SCE") << ", " << result.Samples.size()
+                << " samples\n";
+    PrintRows(context.out, ValidationStatisticsRows(result));
+    context.out << "\n";
+    PrintRows(context.out, ValidationBiasRows(result));
+    context.out << "\n";
+    PrintRows(context.out, ValidationWorstRows(result));
+    context.out << "\n";
+    PrintRows(context.out, ValidationSpectralRows(result));
+    return 0;
+}
+
+}  // namespace tintara::cli
