@@ -27,6 +27,7 @@
 #include <utility>
 
 #include "workspace/Error.h"
+#include "workspace/WriteFile.h"
 
 namespace tintara {
 
@@ -866,31 +867,7 @@ void ExportCgats(const SaveSetData& data, std::ostream& out, const ExportOptions
 
 void ExportCgats(const SaveSetData& data, const std::filesystem::path& file,
                  const ExportOptions& options) {
-    std::ostringstream text;
-    ExportCgats(data, text, options);
-    const std::string bytes = text.str();
-    std::filesystem::path temp = file;
-    temp += ".partial";
-    {
-        std::ofstream out(temp, std::ios::binary | std::ios::trunc);
-        if (!out)
-            throw IoError(file.string() + ": could not be written (cannot create " +
-                          temp.filename().string() + ")");
-        out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        out.close();
-        if (!out) {
-            std::error_code ignored;
-            std::filesystem::remove(temp, ignored);
-            throw IoError(file.string() + ": could not be written");
-        }
-    }
-    std::error_code ec;
-    std::filesystem::rename(temp, file, ec);
-    if (ec) {
-        std::error_code ignored;
-        std::filesystem::remove(temp, ignored);
-        throw IoError(file.string() + ": could not be written (" + ec.message() + ")");
-    }
+    WriteFileAtomically(file, [&](std::ostream& out) { ExportCgats(data, out, options); });
 }
 
 }  // namespace tintara

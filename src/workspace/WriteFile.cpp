@@ -13,7 +13,6 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <mutex>
 #include <ostream>
 #include <random>
 #include <streambuf>
@@ -180,9 +179,11 @@ std::string TemporaryName() {
     return std::string(kTempPrefix) + std::to_string(::getpid()) + "-" + hex + kTempSuffix;
 }
 
+// Leaves a handler someone installed alone; only the default (death) is replaced.
 void IgnoreFileSizeSignal() {
-    static std::once_flag once;
-    std::call_once(once, [] { std::signal(SIGXFSZ, SIG_IGN); });
+    struct sigaction current {};
+    if (::sigaction(SIGXFSZ, nullptr, &current) == 0 && current.sa_handler == SIG_DFL)
+        std::signal(SIGXFSZ, SIG_IGN);
 }
 
 // Owns the temporary file until it has been renamed over the target.

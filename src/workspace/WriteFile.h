@@ -23,7 +23,7 @@ namespace tintara {
 //  - on any failure, an exception from `produce` included, the temporary file is removed;
 //  - temporaries that a killed process left in the folder (their pid no longer running, or older
 //    than a day) are removed first.
-// SIGXFSZ is ignored from the first call on, so an exceeded file-size limit is a write error
+// SIGXFSZ is set to be ignored (unless the program handles it), so an exceeded file-size limit is a write error
 // (EFBIG) reported like any other instead of killing the process.
 // Throws IoError "Cannot write <target>: <reason>." naming the target, never the temporary;
 // exceptions thrown by `produce` pass through unchanged.
