@@ -86,7 +86,8 @@ ToleranceReadResult ReadTolerances(std::istream& in, const std::string& sourceNa
         }
         const auto value = ParseNumber(fields[i]);
         if (!value) {
-            Note(result, sourceName + ": the " + names[i] + " " + Excerpt(fields[i]) + " is not a number");
+            Note(result,
+                 sourceName + ": the " + names[i] + " " + Excerpt(fields[i]) + " is not a number");
             break;
         }
         if (i == 0)

@@ -4,8 +4,8 @@
 #include <cmath>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <istream>
+#include <iterator>
 #include <ostream>
 #include <sstream>
 #include <system_error>

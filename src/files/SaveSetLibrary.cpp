@@ -221,9 +221,8 @@ class Writer {
             Fail("out of memory");
         const std::unique_ptr<unsigned char, decltype(&sqlite3_free)> owned(bytes, sqlite3_free);
         m_db.Close();
-        WriteFileAtomically(
-            m_target, std::string_view(reinterpret_cast<const char*>(bytes),
-                                       static_cast<std::size_t>(size)));
+        WriteFileAtomically(m_target, std::string_view(reinterpret_cast<const char*>(bytes),
+                                                       static_cast<std::size_t>(size)));
     }
 
   private:

@@ -1,5 +1,6 @@
 #include "gui/PageRenderer.h"
 
+#include <QBuffer>
 #include <QFontMetricsF>
 #include <QImage>
 #include <QPageLayout>
@@ -8,7 +9,6 @@
 #include <QPdfWriter>
 #include <QPen>
 #include <QPrinter>
-#include <QBuffer>
 
 #include "workspace/Error.h"
 #include "workspace/WriteFile.h"
@@ -121,8 +121,9 @@ void WritePdf(const PageDescription& document, const QString& file) {
         RenderDocument(document, writer);
     }
     out.close();
-    WriteFileAtomically(file.toStdString(),
-                        std::string_view(bytes.constData(), static_cast<std::size_t>(bytes.size())));
+    WriteFileAtomically(
+        file.toStdString(),
+        std::string_view(bytes.constData(), static_cast<std::size_t>(bytes.size())));
 }
 
 }  // namespace tintara::gui

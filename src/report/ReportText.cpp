@@ -12,8 +12,8 @@
 #include <unistd.h>
 
 #include "workspace/Error.h"
-#include "workspace/WriteFile.h"
 #include "workspace/NumberFormat.h"
+#include "workspace/WriteFile.h"
 
 namespace tintara {
 

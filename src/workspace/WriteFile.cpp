@@ -159,8 +159,8 @@ void RemoveStaleTemporaries(const fs::path& folder) {
         struct stat st {};
         if (::lstat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode))
             continue;
-        const bool processGone = pid != self && ::kill(static_cast<pid_t>(pid), 0) != 0 &&
-                                 errno == ESRCH;
+        const bool processGone =
+            pid != self && ::kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH;
         const bool old = now - st.st_mtime > kStaleAgeSeconds;
         if (processGone || old)
             ::unlink(path.c_str());
@@ -171,8 +171,8 @@ void RemoveStaleTemporaries(const fs::path& folder) {
 std::string TemporaryName() {
     static std::atomic<unsigned> counter{0};
     static const unsigned seed = std::random_device{}();
-    const auto clock = static_cast<unsigned>(
-        std::chrono::steady_clock::now().time_since_epoch().count());
+    const auto clock =
+        static_cast<unsigned>(std::chrono::steady_clock::now().time_since_epoch().count());
     const unsigned mix = (seed ^ clock ^ (counter++ * 0x9e3779b9u)) & 0xffffffffu;
     char hex[9];
     std::snprintf(hex, sizeof hex, "%08x", mix);
@@ -192,8 +192,8 @@ class Temporary {
     Temporary(const fs::path& folder, const fs::path& target) : m_target(target) {
         for (int attempt = 0; attempt < 100; ++attempt) {
             m_path = folder / TemporaryName();
-            m_fd = ::open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
-                          0666);
+            m_fd =
+                ::open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
             if (m_fd >= 0)
                 return;
             if (errno != EEXIST) {

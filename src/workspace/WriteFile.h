@@ -23,10 +23,10 @@ namespace tintara {
 //  - on any failure, an exception from `produce` included, the temporary file is removed;
 //  - temporaries that a killed process left in the folder (their pid no longer running, or older
 //    than a day) are removed first.
-// SIGXFSZ is set to be ignored (unless the program handles it), so an exceeded file-size limit is a write error
-// (EFBIG) reported like any other instead of killing the process.
-// Throws IoError "Cannot write <target>: <reason>." naming the target, never the temporary;
-// exceptions thrown by `produce` pass through unchanged.
+// SIGXFSZ is set to be ignored (unless the program handles it), so an exceeded file-size limit is a
+// write error (EFBIG) reported like any other instead of killing the process. Throws IoError
+// "Cannot write <target>: <reason>." naming the target, never the temporary; exceptions thrown by
+// `produce` pass through unchanged.
 void WriteFileAtomically(const std::filesystem::path& target,
                          const std::function<void(std::ostream&)>& produce);
 void WriteFileAtomically(const std::filesystem::path& target, std::string_view bytes);

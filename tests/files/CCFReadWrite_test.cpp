@@ -19,11 +19,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string Slurp(const fs::path& p) {
-    std::ifstream in(p, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
 // Splits into lines; fails the test for a line that does not end in CR LF.
 std::vector<std::string> Lines(const std::string& text) {
     std::vector<std::string> lines;
@@ -77,7 +72,7 @@ std::vector<std::string> WriteRun(const fs::path& file, bool sci, int run) {
     GlobalVariables ws;  // a fresh session: nothing in memory but the new run
     FillRun(ws, sci, run);
     CCFReadWrite(ws).WriteCoeficcients(file);
-    return Lines(Slurp(file));
+    return Lines(test::Slurp(file));
 }
 
 // The placeholder group of 21 lines, identical for every point.
@@ -94,9 +89,9 @@ TEST(CCFReadWrite, SciToNewFileIsHeaderRealBlockThenPlaceholderAndMatchesTheGold
     const auto golden = test::DataPath("ccf/golden-sci.ccf");
     if (std::getenv("TINTARA_UPDATE_GOLDEN"))
         fs::copy_file(file, golden, fs::copy_options::overwrite_existing);
-    EXPECT_EQ(Slurp(file), Slurp(golden));
+    EXPECT_EQ(test::Slurp(file), test::Slurp(golden));
 
-    const auto lines = Lines(Slurp(file));
+    const auto lines = Lines(test::Slurp(file));
     ASSERT_EQ(lines.size(), 32u + 780u + 819u);
     EXPECT_EQ(lines[30] + "/" + lines[31], "True/False");
     EXPECT_TRUE(ws.SCICoefficientsPresent && !ws.SCECoefficientsPresent);
@@ -117,7 +112,7 @@ TEST(CCFReadWrite, SceToNewFileIsTheMirrorAndInheritsNoFlagFromAnEarlierFile) {
     ccf.WriteCoeficcients(dir / "a.ccf");
     FillRun(ws, false, 1);
     ccf.WriteCoeficcients(dir / "b.ccf");  // a new file: its SCI block is a placeholder
-    const auto lines = Lines(Slurp(dir / "b.ccf"));
+    const auto lines = Lines(test::Slurp(dir / "b.ccf"));
     ASSERT_EQ(lines.size(), 32u + 819u + 780u);
     EXPECT_EQ(lines[30] + "/" + lines[31], "False/True");
     for (std::size_t i = 0; i < 819; ++i)
@@ -156,7 +151,7 @@ TEST(CCFReadWrite, RefusedOrFailedWritesLeaveTheFileUntouched) {
     const auto dir = test::ScratchDir("Refused");
     const auto file = dir / "pair.ccf";
     WriteRun(file, true, 0);
-    const std::string before = Slurp(file);
+    const std::string before = test::Slurp(file);
 
     for (int side = 0; side < 2; ++side) {
         GlobalVariables other;
@@ -170,7 +165,7 @@ TEST(CCFReadWrite, RefusedOrFailedWritesLeaveTheFileUntouched) {
             EXPECT_EQ(r.Title(), "ERROR");
             EXPECT_EQ(r.Text(), "Incorrect Instruments from file");
         }
-        EXPECT_EQ(Slurp(file), before);
+        EXPECT_EQ(test::Slurp(file), before);
         EXPECT_EQ(other.Bank1Data, bankBefore);  // nothing changed in memory either
         EXPECT_FALSE(other.SCECoefficientsPresent);
     }
@@ -179,12 +174,12 @@ TEST(CCFReadWrite, RefusedOrFailedWritesLeaveTheFileUntouched) {
     FillRun(ws, true, 0);
     ws.GainCoefficients[7] = std::nan("");  // never written
     EXPECT_THROW(CCFReadWrite(ws).WriteCoeficcients(file), ComputeError);
-    EXPECT_EQ(Slurp(file), before);
+    EXPECT_EQ(test::Slurp(file), before);
 
     FillRun(ws, true, 0);
     std::ofstream(dir / "broken.ccf", std::ios::binary) << "not a coefficient file\r\n";
     EXPECT_THROW(CCFReadWrite(ws).WriteCoeficcients(dir / "broken.ccf"), ParseError);
-    EXPECT_EQ(Slurp(dir / "broken.ccf"), "not a coefficient file\r\n");
+    EXPECT_EQ(test::Slurp(dir / "broken.ccf"), "not a coefficient file\r\n");
     EXPECT_THROW(CCFReadWrite(ws).WriteCoeficcients(dir / "missing" / "x.ccf"), IoError);
     EXPECT_EQ(std::distance(fs::directory_iterator(dir), {}), 2);  // no stray temporary file
 }
@@ -293,13 +288,12 @@ TEST(CCFReadWrite, BrokenFilesAreRefusedNamingTheLineAndNothingIsStored) {
         IoError);
 }
 
-
 // ---- the layouts real files have ----
 
 // The original program's reader: 20 values a point from both blocks whatever the flags say, so a
 // placeholder block is read out of step. Fills what its writer writes back.
 void OriginalRead(const fs::path& file, GlobalVariables& ws) {
-    const auto lines = Lines(Slurp(file));
+    const auto lines = Lines(test::Slurp(file));
     ASSERT_GE(lines.size(), 32u + 2u * 780u);
     ws.FileMasterHeader.InstrumentID = static_cast<int16_t>(Val(lines[0]));
     ws.FileTargetHeader.InstrumentID = static_cast<int16_t>(Val(lines[15]));
@@ -349,8 +343,8 @@ TEST(CCFReadWrite, EveryLayoutTheWriterProducesReadsBackAndMergesKeepingTheOther
     // Every sequence of one to four runs of either geometry into one file.
     for (int length = 1; length <= 4; ++length) {
         for (int bits = 0; bits < (1 << length); ++bits) {
-            const fs::path file = dir / ("seq" + std::to_string(length) + "-" +
-                                         std::to_string(bits) + ".ccf");
+            const fs::path file =
+                dir / ("seq" + std::to_string(length) + "-" + std::to_string(bits) + ".ccf");
             bool sciSeen = false, sceSeen = false, lastSci = false;
             for (int step = 0; step < length; ++step) {
                 lastSci = (bits >> step & 1) != 0;
@@ -359,7 +353,7 @@ TEST(CCFReadWrite, EveryLayoutTheWriterProducesReadsBackAndMergesKeepingTheOther
             }
             ++files;
             SCOPED_TRACE(file.filename().string());
-            const auto lines = Lines(Slurp(file));
+            const auto lines = Lines(test::Slurp(file));
             EXPECT_EQ(lines.size(), length == 1 ? 1631u : 1592u);  // SCI twice: 1592, True/False
             CoefficientFileContents c;
             ASSERT_NO_THROW(c = ParseCoefficientFile(file));
@@ -412,7 +406,7 @@ TEST(CCFReadWrite, StoredTextAndHeaderTextsSurviveAMerge) {
     ws.TargetSerial = "T-901\n";
     ws.TargetOperator = std::string("Tab\tand NUL") + '\0';
     CCFReadWrite(ws).WriteCoeficcients(file);
-    const auto merged = Lines(Slurp(file));
+    const auto merged = Lines(test::Slurp(file));
     ASSERT_EQ(merged.size(), 1592u);
     EXPECT_TRUE(std::equal(lines.begin() + 32, lines.begin() + 32 + 780, merged.begin() + 32));
 
@@ -465,9 +459,9 @@ TEST(CCFReadWrite, LayoutsNoWriterProducesAreRefusedNamingTheLine) {
     const auto dir = test::ScratchDir("NoLayoutFiles");
     fs::create_directory(dir / "folder.ccf");
     std::ofstream(dir / "empty.ccf");
-    for (const auto& [name, fragment] : {std::pair<const char*, const char*>{"folder.ccf",
-                                                                             "is a directory"},
-                                         {"empty.ccf", "empty file"}}) {
+    for (const auto& [name, fragment] :
+         {std::pair<const char*, const char*>{"folder.ccf", "is a directory"},
+          {"empty.ccf", "empty file"}}) {
         try {
             ParseCoefficientFile(dir / name);
             ADD_FAILURE() << name;

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -30,17 +31,31 @@ void CheckMessage(const Error& e) {
         throw std::logic_error("a refusal message is empty or too long");
 }
 
+// Runs a reader; a refusal is fine as long as its message is.
+template <typename Read>
+void Refusable(Read read) {
+    try {
+        read();
+    } catch (const Error& e) {
+        CheckMessage(e);
+    }
+}
+
 // The save-set reader works on files (SQLite); one private file per process, on a memory file
 // system where there is one.
 const std::filesystem::path& ScratchFile() {
     static const std::filesystem::path file = [] {
         const std::filesystem::path shm = "/dev/shm";
         std::error_code ec;
-        const auto folder = std::filesystem::is_directory(shm, ec)
-                                ? shm
-                                : std::filesystem::temp_directory_path();
+        const auto folder =
+            std::filesystem::is_directory(shm, ec) ? shm : std::filesystem::temp_directory_path();
         return folder / ("tintara-fuzz-" + std::to_string(::getpid()) + ".wsv");
     }();
+    static const bool removedAtExit = [] {
+        std::atexit([] { std::remove(ScratchFile().c_str()); });
+        return true;
+    }();
+    (void)removedAtExit;
     return file;
 }
 
@@ -51,7 +66,7 @@ void ReadSaveSet(const uint8_t* data, std::size_t size) {
         std::ofstream out(ScratchFile(), std::ios::binary | std::ios::trunc);
         out.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
     }
-    try {
+    Refusable([] {
         const SaveSetData set = LoadSaveSet(ScratchFile());
         for (const auto& record : set.Records) {
             for (const auto& curve : record.Curves) {
@@ -61,18 +76,12 @@ void ReadSaveSet(const uint8_t* data, std::size_t size) {
                 }
             }
         }
-    } catch (const Error& e) {
-        CheckMessage(e);
-    }
+    });
 }
 
 void ReadCoefficientFile(const uint8_t* data, std::size_t size) {
     auto in = Stream(data, size);
-    try {
-        ParseCoefficientFile(in, "fuzz.ccf");
-    } catch (const Error& e) {
-        CheckMessage(e);
-    }
+    Refusable([&] { ParseCoefficientFile(in, "fuzz.ccf"); });
 }
 
 void ReadProfilerIni(const uint8_t* data, std::size_t size) {
@@ -89,11 +98,7 @@ void ReadProfilerIni(const uint8_t* data, std::size_t size) {
 
 void ImportCgatsText(const uint8_t* data, std::size_t size) {
     auto in = Stream(data, size);
-    try {
-        ImportCgats(in, "fuzz.cgats");
-    } catch (const Error& e) {
-        CheckMessage(e);
-    }
+    Refusable([&] { ImportCgats(in, "fuzz.cgats"); });
 }
 
 }  // namespace tintara::fuzz

@@ -22,11 +22,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string Slurp(const fs::path& p) {
-    std::ifstream in(p, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
 int Temporaries(const fs::path& folder) {
     int n = 0;
     for (const auto& entry : fs::directory_iterator(folder))
@@ -74,7 +69,7 @@ TEST(WriteFileAtomically, ReplacesKeepingPermissionsLinksAndAnyLegalName) {
     WriteFileAtomically(file, "first");
     ::chmod(file.c_str(), 0600);
     WriteFileAtomically(file, "second");
-    EXPECT_EQ(Slurp(file), "second");
+    EXPECT_EQ(test::Slurp(file), "second");
     EXPECT_EQ(Mode(file), 0600u);
 
     // A link stays a link; the file it points to (through a relative chain) is replaced.
@@ -85,12 +80,12 @@ TEST(WriteFileAtomically, ReplacesKeepingPermissionsLinksAndAnyLegalName) {
     WriteFileAtomically(dir / "link2", "new");
     EXPECT_TRUE(fs::is_symlink(dir / "link1"));
     EXPECT_TRUE(fs::is_symlink(dir / "link2"));
-    EXPECT_EQ(Slurp(dir / "real" / "data.txt"), "new");
+    EXPECT_EQ(test::Slurp(dir / "real" / "data.txt"), "new");
 
     // The longest name a folder entry may have, and a stream producer.
     const fs::path longName = dir / std::string(254, 'n');
     WriteFileAtomically(longName, [](std::ostream& out) { out << "long " << 254; });
-    EXPECT_EQ(Slurp(longName), "long 254");
+    EXPECT_EQ(test::Slurp(longName), "long 254");
     EXPECT_EQ(Temporaries(dir), 0);
     EXPECT_EQ(Temporaries(dir / "real"), 0);
 }
@@ -101,7 +96,7 @@ TEST(WriteFileAtomically, RefusesWhatMayNotBeWrittenAndLeavesItAlone) {
     WriteFileAtomically(locked, "keep me");
     ::chmod(locked.c_str(), 0444);
     EXPECT_NE(Refusal(locked, "lost").find("write-protected"), std::string::npos);
-    EXPECT_EQ(Slurp(locked), "keep me");
+    EXPECT_EQ(test::Slurp(locked), "keep me");
     EXPECT_EQ(Mode(locked), 0444u);
 
     fs::create_directory(dir / "folder.wsv");
@@ -144,7 +139,7 @@ TEST(WriteFileAtomically, AFolderTheUserMayNotWriteIsRefused) {
     if (status == 98)
         GTEST_SKIP() << "cannot switch to the user nobody here";
     EXPECT_EQ(status, 0);
-    EXPECT_EQ(Slurp(dir / "theirs.txt"), "root's");
+    EXPECT_EQ(test::Slurp(dir / "theirs.txt"), "root's");
     EXPECT_EQ(Temporaries(dir), 0);
 }
 
@@ -164,7 +159,7 @@ TEST(WriteFileAtomically, AFileSizeLimitIsAMessageNotADeath) {
                    : 1;
     });
     EXPECT_EQ(status, 0);
-    EXPECT_EQ(Slurp(file), "earlier");
+    EXPECT_EQ(test::Slurp(file), "earlier");
     EXPECT_EQ(Temporaries(dir), 0);
 }
 
@@ -180,7 +175,7 @@ TEST(WriteFileAtomically, AFullDiskIsAMessageAndTheEarlierFileStays) {
     WriteFileAtomically(file, "earlier");
     const std::string what = Refusal(file, std::string(1 << 20, 'x'));
     EXPECT_NE(what.find("No space left"), std::string::npos) << what;
-    EXPECT_EQ(Slurp(file), "earlier");
+    EXPECT_EQ(test::Slurp(file), "earlier");
     EXPECT_EQ(Temporaries(mountPoint), 0);
     ::umount(mountPoint.c_str());
 }
@@ -198,7 +193,7 @@ TEST(WriteFileAtomically, AKilledWriterLeavesTheEarlierFileAndTheNextWriteClears
         return 0;
     });
     EXPECT_EQ(status, 128 + SIGKILL);
-    EXPECT_EQ(Slurp(file), "earlier");
+    EXPECT_EQ(test::Slurp(file), "earlier");
     EXPECT_EQ(Temporaries(dir), 1);  // the dead process's
 
     // A temporary of a process still running is left alone unless it is a day old.
@@ -210,7 +205,7 @@ TEST(WriteFileAtomically, AKilledWriterLeavesTheEarlierFileAndTheNextWriteClears
     fs::last_write_time(live, fs::file_time_type::clock::now() - std::chrono::hours(25));
     WriteFileAtomically(dir / "other.txt", "again");
     EXPECT_EQ(Temporaries(dir), 0);
-    EXPECT_EQ(Slurp(file), "earlier");
+    EXPECT_EQ(test::Slurp(file), "earlier");
 }
 
 }  // namespace
