@@ -66,8 +66,8 @@ int RunLab(const Arguments& arguments, CommandContext& context) {
     for (std::size_t r = 0; r < data.Records.size(); ++r) {
         double bad = 0.0;
         if (!UsableReflectance(data.Records[r].Curves[static_cast<std::size_t>(angle)], &bad)) {
-            throw ComputeError(file.string() + ": record " + std::to_string(r + 1) + " (\"" +
-                               data.Records[r].Name + "\") holds the reflectance " +
+            throw ComputeError(file.string() + ": record " + std::to_string(r + 1) + " (" +
+                               Excerpt(data.Records[r].Name) + ") holds the reflectance " +
                                NumberText(bad) +
                                ", which is not a usable reading (a number within +-1000 %).");
         }

@@ -34,7 +34,7 @@ bool HoldsSecondPosition(const FandeckCurves& curves, std::size_t records) {
 std::string SampleText(const GlobalVariables& ws, std::size_t s) {
     std::string text = "sample " + std::to_string(s + 1);
     if (s < ws.FandeckNames.size())
-        text += " (\"" + ws.FandeckNames[s] + "\")";
+        text += " (" + Excerpt(ws.FandeckNames[s]) + ")";
     return text;
 }
 

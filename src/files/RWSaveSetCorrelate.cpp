@@ -102,8 +102,9 @@ int16_t RWSaveSet::ReadFandeckandBuildCorrelatedData(const std::string& file,
             double bad = 0.0;
             if (positions[a].held &&
                 !UsableReflectance(std::span<const double>(in, kPointCount), &bad)) {
-                m_lastError = file + ": record " + std::to_string(r + 1) + " (" +
-                              m_ws.FandeckNames[r] + ") holds the reflectance " + NumberText(bad) +
+                m_lastError = file + ": record " + std::to_string(r + 1) + " " +
+                              Excerpt(m_ws.FandeckNames[r]) + " holds the reflectance " +
+                              NumberText(bad) +
                               ", which is not a usable reading (a number within +-1000 %)";
                 corrected.Resize(0, kMaxAngles);
                 return kCorrelationUnreadable;

@@ -243,7 +243,7 @@ TEST(FandeckConversion, AReadingNoInstrumentGivesIsRefusedNamingTheSample) {
     StoreSaveSet(deck, f.dir / "absurd.wsv");
     EXPECT_EQ(saveSets.ReadFandeckandBuildCorrelatedData((f.dir / "absurd.wsv").string()),
               RWSaveSet::kCorrelationUnreadable);
-    EXPECT_NE(saveSets.LastError().find("record 3 (Sample 3)"), std::string::npos)
+    EXPECT_NE(saveSets.LastError().find("record 3 \"Sample 3\""), std::string::npos)
         << saveSets.LastError();
     EXPECT_NE(saveSets.LastError().find("absurd.wsv"), std::string::npos);
 }
