@@ -1,4 +1,5 @@
-// tintara export: a save set to CGATS.17 (SPECTRAL_NM360 .. SPECTRAL_NM750 in percent).
+// tintara export: a save set to CGATS.17 (SPECTRAL_NM360 .. SPECTRAL_NM750 in percent) or, for a
+// .cxf target, to CxF3.
 #include <chrono>
 #include <ctime>
 #include <filesystem>
@@ -7,7 +8,7 @@
 
 #include "cli/Args.h"
 #include "cli/Commands.h"
-#include "files/Cgats.h"
+#include "files/Interchange.h"
 #include "files/SaveSetLibrary.h"
 #include "workspace/Error.h"
 
@@ -37,11 +38,15 @@ int RunExport(const Arguments& arguments, CommandContext& context) {
     const SaveSetData data = LoadSaveSet(in);
     ExportOptions options;
     options.Created = Now();
-    ExportCgats(data, out, options);
+    ExportMeasurements(data, out, options);
+    const bool cxf = FormatForExport(out) == MeasurementFormat::Cxf;
     context.out << "Wrote " << out.string() << ": " << data.Records.size()
-                << " records, SPECTRAL_NM360 .. SPECTRAL_NM750 in percent";
+                << (cxf ? " records as CxF3, ReflectanceSpectrum 360-750 nm by 10 nm (0-1)"
+                        : " records, SPECTRAL_NM360 .. SPECTRAL_NM750 in percent");
     if (data.NumAngles == 2) {
-        context.out << ", angle position 0 (SCI) in the first table and 1 (SCE) in the second";
+        context.out << (cxf ? ", SCI and SCE as two measurement conditions"
+                            : ", angle position 0 (SCI) in the first table and 1 (SCE) in the "
+                              "second");
     }
     context.out << "\n";
     return 0;

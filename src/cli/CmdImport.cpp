@@ -1,5 +1,4 @@
-// tintara import: a CGATS file (CGATS.17, Argyll .ti3 / .sp, instrument-software exports) to a
-// save set.
+// tintara import: a measurement file (CGATS in its dialects, or CxF3) to a save set.
 #include <charconv>
 #include <filesystem>
 #include <ostream>
@@ -7,7 +6,7 @@
 
 #include "cli/Args.h"
 #include "cli/Commands.h"
-#include "files/Cgats.h"
+#include "files/Interchange.h"
 #include "files/SaveSetLibrary.h"
 #include "workspace/Error.h"
 #include "workspace/GlobalVariables.h"
@@ -46,7 +45,7 @@ int RunImport(const Arguments& arguments, CommandContext& context) {
 
     // Nothing is written unless the whole file imports.
     ImportReport report;
-    const SaveSetData data = ImportCgats(in, options, &report);
+    const SaveSetData data = ImportMeasurements(in, options, &report);
     context.out << "Read " << in.string() << "\n";
     for (const std::string& line : report.Lines()) {
         context.out << "  " << line << "\n";

@@ -13,10 +13,6 @@
 
 namespace tintara {
 
-// littleCMS refuses a table of more than 32,766 rows (its AllocateDataSet limit, 0x7ffe). Larger
-// data sections are handed to it in pieces of at most this many rows, each with the table's header.
-inline constexpr int kCgatsRowsPerChunk = 30000;
-
 // How the numbers of the spectral fields are scaled.
 enum class ReflectanceScale {
     Auto,      // SPECTRAL_NORM when the file declares it, else judged from the values
@@ -36,32 +32,39 @@ struct ImportOptions {
 
 // What an import found and did, for the user to check.
 struct ImportReport {
+    std::string Format = "CGATS";             // "CGATS" or "CxF3"
     std::string SheetType;                    // first table's sheet type, e.g. "CGATS.17", "CTI3"
     int Records = 0;                          // samples imported
-    int Angles = 1;                           // 1, or 2 when a second table holds angle position 1
+    int Angles = 1;                           // 1, or 2 when a second geometry was found
     std::vector<std::string> SpectralFields;  // field names in wavelength order
+    std::string Layout;                       // how the spectral values are laid out in a row
+    std::string WavelengthSource;             // where the wavelengths came from
     std::string NameField;                    // "SAMPLE_NAME", "SAMPLE_ID" or "" (numbered)
     double FirstNm = 0.0, LastNm = 0.0, StepNm = 0.0;  // measured range and step
     bool Percent = true;                               // the file was in percent (factor 1)
     double Factor = 1.0;             // what the values were multiplied by (100 for 0..1)
     std::string ScaleReason;         // how the scale was decided
+    bool DecimalComma = false;       // numbers were written with a decimal comma
     bool Resampled = false;          // the measured points are not 360..750 nm by 10 nm
+    std::string Interpolation;       // how points between measured ones were found
     bool ExtendedBelow = false;      // 360 nm lies below the range: first value repeated
     bool ExtendedAbove = false;      // 750 nm lies above the range: last value repeated
-    int Chunks = 0;                  // littleCMS loads used (more than one per big table)
-    std::vector<std::string> Notes;  // tables skipped and the like
+    std::vector<std::string> Notes;  // tables and header lines skipped and the like
 
     // The report as lines of text for the command line.
     std::vector<std::string> Lines() const;
 };
 
-// Reads a CGATS file (CGATS.17, Argyll .ti3 / .sp, instrument-software exports) into a save set of
-// one record per sample, curves resampled to 360..750 nm by 10 nm in percent. Spectral fields are
-// recognised by name: SPECTRAL_NMnnn, SPECTRAL_NM_nnn, SPECTRAL_nnn, SPEC_nnn, NMnnn, NM_nnn,
-// R_nnn (any case). The measured points must be evenly spaced by 1, 5, 10 or 20 nm. Between them
-// the curve is interpolated linearly; outside them the nearest measured value is repeated
-// (CIE 15). Data rows are one per line. Throws ParseError naming sourceName, the line and the
-// reason for any malformed input; nothing is returned half-read.
+// Reads a CGATS file (CGATS.17, Argyll .ti3 / .sp, instrument-software and spreadsheet exports)
+// into a save set of one record per sample, curves brought to 360..750 nm by 10 nm in percent.
+// Spectral values are found as one field per wavelength, recognised by name (SPECTRAL_NMnnn,
+// SPECTRAL_NM_nnn, SPECTRAL_nnn, SPEC_nnn, NMnnn, NM_nnn, R_nnn, any case; Argyll's
+// SPECTRAL_BANDS / SPECTRAL_START_NM / SPECTRAL_END_NM keywords give the exact wavelengths of
+// rounded names), or as SPECTRAL_NM / SPECTRAL_DEC (or SPECTRAL_PCT) column pairs. The measured
+// points must lie on a regular grid no coarser than 20 nm; see ResampleCurve for the rest.
+// Numbers may use a decimal comma throughout. Header lines the import does not use never stop it.
+// Throws ParseError naming sourceName, the line and the reason in plain words for any file it
+// cannot take; nothing is returned half-read.
 SaveSetData ImportCgats(std::istream& in, const std::string& sourceName,
                         const ImportOptions& options = {}, ImportReport* report = nullptr);
 SaveSetData ImportCgats(const std::filesystem::path& file, const ImportOptions& options = {},
@@ -71,9 +74,25 @@ SaveSetData ImportCgats(const std::filesystem::path& file, const ImportOptions& 
 std::optional<double> SpectralFieldWavelength(std::string_view field);
 
 // A curve measured at evenly spaced wavelengths (nm ascending, same count as values), brought to
-// 360..750 nm by 10 nm: linear interpolation inside the measured range, the nearest measured value
-// outside it.
+// 360..750 nm by 10 nm. A 10 nm point that was measured is taken as it is; one between measured
+// points is interpolated by Sprague's fifth-order formula on the measured grid (CIE 15:2004,
+// 7.2.1.1; linear when fewer than six points were measured); outside the measured range the
+// nearest measured value is repeated (CIE 15). Finer data is thus sampled at every 10 nm, as the
+// colorimetry reads 40 points as samples of the curve, not band averages.
 Curve ResampleCurve(const std::vector<double>& nm, const std::vector<double>& values);
+
+// In words, what ResampleCurve does between the measured points of this grid (for the report).
+std::string DescribeResampling(const std::vector<double>& nm);
+
+// Reads a decimal number with its point moved by exponent10 places: with 2, "0.077741" gives the
+// double nearest 7.7741 (multiplying by 100 would give 7.774100000000001). The whole text must be
+// one finite number.
+bool ParseDecimal(std::string_view text, int exponent10, double& value);
+
+// The shortest decimal text that reads back to v, its point moved by exponent10 places, in plain
+// notation and always with a decimal point ("20.0", "0.00001"): ParseDecimal(FormatDecimal(v, e),
+// -e) gives v back bit for bit for every finite v.
+std::string FormatDecimal(double v, int exponent10 = 0);
 
 struct ExportOptions {
     // Decimals of the spectral values; negative writes the shortest text that reads back to the

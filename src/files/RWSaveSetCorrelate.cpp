@@ -48,7 +48,8 @@ int16_t RWSaveSet::ReadFandeckandBuildCorrelatedData(const std::string& file,
     if (!ReadFandeck(file, false))
         return kCorrelationUnreadable;
 
-    const auto records = static_cast<std::size_t>(m_ws.FandeckRecordCount);
+    const GlobalVariables::FandeckIdentity& fandeck = m_ws.TargetFandeck;
+    const auto records = fandeck.Names.size();
     if (m_ws.MasterSaveSetLoaded && m_ws.MasterFandeckReflectance.Records() != records) {
         m_lastError = file + " holds " + std::to_string(records) +
                       " records and the Master fandeck " +
@@ -56,9 +57,8 @@ int16_t RWSaveSet::ReadFandeckandBuildCorrelatedData(const std::string& file,
         return kCorrelationRecordMismatch;
     }
     const CoefficientFileContents& coefficients = m_corrector.Contents();
-    if (m_ws.TargetInstrumentID != coefficients.Target.InstrumentID) {
-        m_lastError = file + " was measured on instrument " +
-                      std::to_string(m_ws.TargetInstrumentID) +
+    if (fandeck.InstrumentID != coefficients.Target.InstrumentID) {
+        m_lastError = file + " was measured on instrument " + std::to_string(fandeck.InstrumentID) +
                       ", the coefficient file profiles instrument " +
                       std::to_string(coefficients.Target.InstrumentID);
         return kCorrelationInstrumentMismatch;
@@ -71,12 +71,12 @@ int16_t RWSaveSet::ReadFandeckandBuildCorrelatedData(const std::string& file,
         bool apply = false;
     };
     Position positions[2];
-    if (m_ws.FandeckAngleCount >= 2) {
+    if (fandeck.AngleCount >= 2) {
         positions[0] = {true, Geometry::SCI, false};
         positions[1] = {true, Geometry::SCE, false};
     } else {
         // Third status character "I" is SCI; anything else, a short status too, is SCE.
-        const bool sci = m_ws.TargetStatus.size() >= 3 && m_ws.TargetStatus[2] == 'I';
+        const bool sci = fandeck.Status.size() >= 3 && fandeck.Status[2] == 'I';
         positions[0] = {true, sci ? Geometry::SCI : Geometry::SCE, false};
     }
     for (Position& p : positions) {
@@ -103,7 +103,7 @@ int16_t RWSaveSet::ReadFandeckandBuildCorrelatedData(const std::string& file,
             if (positions[a].held &&
                 !UsableReflectance(std::span<const double>(in, kPointCount), &bad)) {
                 m_lastError = file + ": record " + std::to_string(r + 1) + " " +
-                              Excerpt(m_ws.FandeckNames[r]) + " holds the reflectance " +
+                              Excerpt(fandeck.Names[r]) + " holds the reflectance " +
                               NumberText(bad) +
                               ", which is not a usable reading (a number within +-1000 %)";
                 corrected.Resize(0, kMaxAngles);
@@ -114,7 +114,7 @@ int16_t RWSaveSet::ReadFandeckandBuildCorrelatedData(const std::string& file,
                 if (!Finite(out)) {
                     m_lastError = "The coefficient file " + m_ws.CoefficientFile +
                                   " turns record " + std::to_string(r + 1) + " (" +
-                                  m_ws.FandeckNames[r] +
+                                  fandeck.Names[r] +
                                   ") into values that are not numbers; its gain-tile readings "
                                   "must not be zero";
                     corrected.Resize(0, kMaxAngles);
@@ -132,6 +132,7 @@ int16_t RWSaveSet::ReadFandeckandBuildCorrelatedData(const std::string& file,
     progress.SetProgressValue(static_cast<long>(records));
     m_ws.ConversionDone = true;
     m_ws.CorrelatedFandeckReady = true;
+    m_ws.ConvertedFandeckFile = fandeck.File;
     return kCorrelationDone;
 }
 

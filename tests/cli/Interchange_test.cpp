@@ -1,4 +1,4 @@
-// tintara import and export: CGATS in and out of save sets through the tool.
+// tintara import and export: CGATS and CxF3 in and out of save sets through the tool.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -30,13 +30,24 @@ TEST(InterchangeCommands, ImportSaysWhatItFoundExportImportsBackAndFailuresLoseN
     const auto tiles = WriteDemoData(dir)[0];
     ASSERT_EQ(run("export " + Quote(tiles) + " -o " + Quote(dir / "t.txt")).Status, 0);
     ASSERT_EQ(run("import " + Quote(dir / "t.txt") + " -o " + Quote(dir / "t.wsv")).Status, 0);
-    const SaveSetData before = LoadSaveSet(tiles), after = LoadSaveSet(dir / "t.wsv");
-    EXPECT_EQ(
-        std::tuple(after.NumAngles, after.Status, after.Instrument, after.Records.size()),
-        std::tuple(before.NumAngles, before.Status, before.Instrument, before.Records.size()));
-    for (std::size_t r = 0; r < before.Records.size(); ++r) {
-        EXPECT_EQ(after.Records.at(r).Name, before.Records[r].Name);
-        EXPECT_EQ(after.Records.at(r).Curves, before.Records[r].Curves);  // to the last bit
+    // The same through CxF3, chosen by the name on export and by the content on import.
+    const test::CliRun cxf = run("export " + Quote(tiles) + " -o " + Quote(dir / "t.cxf"));
+    ASSERT_EQ(cxf.Status, 0) << cxf.Err;
+    EXPECT_NE(cxf.Out.find("as CxF3"), std::string::npos) << cxf.Out;
+    const test::CliRun back = run("import " + Quote(dir / "t.cxf") + " -o " + Quote(dir / "x.wsv"));
+    ASSERT_EQ(back.Status, 0) << back.Err;
+    EXPECT_NE(back.Out.find("Format: CxF3"), std::string::npos) << back.Out;
+    const SaveSetData before = LoadSaveSet(tiles);
+    for (const char* name : {"t.wsv", "x.wsv"}) {
+        const SaveSetData after = LoadSaveSet(dir / name);
+        EXPECT_EQ(std::tuple(after.NumAngles, after.Status, after.Instrument, after.Company,
+                             after.Records.size()),
+                  std::tuple(before.NumAngles, before.Status, before.Instrument, before.Company,
+                             before.Records.size()));
+        for (std::size_t r = 0; r < before.Records.size(); ++r) {
+            EXPECT_EQ(after.Records.at(r).Name, before.Records[r].Name);
+            EXPECT_EQ(after.Records.at(r).Curves, before.Records[r].Curves);  // to the last bit
+        }
     }
 
     // A malformed file is refused naming its line; neither a new nor an earlier file is touched.

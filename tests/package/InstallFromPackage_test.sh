@@ -32,7 +32,7 @@ field() { dpkg-deb -f "$deb" "$1"; }
 [ "$(field Section)" = science ] || fail "Section is '$(field Section)'"
 depends=$(field Depends)
 echo "Depends: $depends"
-needed=(libc6 libstdc++6 liblcms2-2 libsqlite3-0 fonts-liberation)
+needed=(libc6 libstdc++6 libpugixml1v5 libsqlite3-0 fonts-liberation)
 [ "$withGui" = ON ] && needed+=(libqt6widgets6 libqt6printsupport6 libqt6charts6)
 dependNames=$(sed 's/ *([^)]*)//g; s/, */\n/g' <<<"$depends")
 for p in "${needed[@]}"; do

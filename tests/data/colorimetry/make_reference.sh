@@ -23,16 +23,9 @@ here=$(cd "$(dirname "$0")" && pwd)
 cie="$here/../../../data/cie/cie_test_colour_samples_5nm.csv"
 cd "$here"
 
-# lab_of FILE: one line per row of a spec2cie output file: sample id, D65LAB_L, _A, _B.
+# lab_of FILE: one line per row of a spec2cie output file: sample, D65LAB_L, _A, _B.
 lab_of() {
-    awk '
-        /^BEGIN_DATA_FORMAT/ { getline header; nf = split(header, names, " "); next }
-        /^BEGIN_DATA$/ { inData = 1; next }
-        /^END_DATA$/ { inData = 0; next }
-        inData {
-            for (i = 1; i <= nf; i++) col[names[i]] = $i
-            print $1, col["D65LAB_L"], col["D65LAB_A"], col["D65LAB_B"]
-        }' "$1"
+    awk -f "$here/../spec2cie_lab.awk" "$1"
 }
 
 # write_ti3 FILE DESCRIPTOR STEP ROWS: a CTI3 file of reflectance rows (id, three zero RGB values,

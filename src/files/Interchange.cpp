@@ -1,0 +1,57 @@
+// Measurement files in and out of save sets: the format chosen, the file written safely.
+#include "files/Interchange.h"
+
+#include <algorithm>
+#include <cctype>
+#include <fstream>
+#include <system_error>
+
+#include "files/Cxf.h"
+#include "workspace/Error.h"
+
+namespace tintara {
+
+std::ifstream OpenMeasurementFile(const std::filesystem::path& file) {
+    std::error_code ec;
+    if (std::filesystem::is_directory(file, ec))
+        throw IoError(file.string() + ": this is a folder, not a measurement file");
+    std::ifstream in(file, std::ios::binary);
+    if (!in)
+        throw IoError(file.string() + ": the file could not be opened");
+    return in;
+}
+
+MeasurementFormat FormatOfMeasurementFile(const std::filesystem::path& file) {
+    std::ifstream in = OpenMeasurementFile(file);
+    char head[512];
+    in.read(head, sizeof head);
+    const std::string_view text(head, static_cast<std::size_t>(in.gcount()));
+    std::size_t i = text.substr(0, 3) == "\xEF\xBB\xBF" ? 3 : 0;
+    while (i < text.size() && std::isspace(static_cast<unsigned char>(text[i])))
+        ++i;
+    return i < text.size() && text[i] == '<' ? MeasurementFormat::Cxf : MeasurementFormat::Cgats;
+}
+
+MeasurementFormat FormatForExport(const std::filesystem::path& file) {
+    std::string extension = file.extension().string();
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return extension == ".cxf" ? MeasurementFormat::Cxf : MeasurementFormat::Cgats;
+}
+
+SaveSetData ImportMeasurements(const std::filesystem::path& file, const ImportOptions& options,
+                               ImportReport* report) {
+    return FormatOfMeasurementFile(file) == MeasurementFormat::Cxf
+               ? ImportCxf(file, options, report)
+               : ImportCgats(file, options, report);
+}
+
+void ExportMeasurements(const SaveSetData& data, const std::filesystem::path& file,
+                        const ExportOptions& options) {
+    if (FormatForExport(file) == MeasurementFormat::Cxf)
+        ExportCxf(data, file, options);
+    else
+        ExportCgats(data, file, options);
+}
+
+}  // namespace tintara

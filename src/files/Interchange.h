@@ -1,0 +1,35 @@
+// Measurement files in and out of save sets: CGATS text or CxF3 XML, one road for every caller.
+#pragma once
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "files/Cgats.h"
+#include "files/SaveSetData.h"
+
+namespace tintara {
+
+enum class MeasurementFormat { Cgats, Cxf };
+
+// The format of a measurement file by its content: XML (its first character, after a byte-order
+// mark and blanks, is '<') is CxF3, anything else is read as CGATS. Throws IoError when the file
+// cannot be read.
+MeasurementFormat FormatOfMeasurementFile(const std::filesystem::path& file);
+
+// The format an export writes by the target's name: ".cxf" (any case) is CxF3, else CGATS.
+MeasurementFormat FormatForExport(const std::filesystem::path& file);
+
+// Reads a CGATS or CxF3 file (told apart by FormatOfMeasurementFile) into a save set.
+SaveSetData ImportMeasurements(const std::filesystem::path& file, const ImportOptions& options = {},
+                               ImportReport* report = nullptr);
+
+// Writes the save set as CGATS or CxF3 (by FormatForExport) through WriteFileAtomically.
+void ExportMeasurements(const SaveSetData& data, const std::filesystem::path& file,
+                        const ExportOptions& options = {});
+
+// Opens a measurement file for reading. Throws IoError naming the file when it is a folder or
+// cannot be opened.
+std::ifstream OpenMeasurementFile(const std::filesystem::path& file);
+
+}  // namespace tintara

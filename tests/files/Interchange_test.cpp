@@ -1,0 +1,150 @@
+#include "files/Interchange.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include "engine/ColorMatch.h"
+#include "files/Cxf.h"
+#include "support/TestPaths.h"
+#include "workspace/Error.h"
+
+namespace tintara {
+namespace {
+
+using colorimetry::Lab;
+
+Lab CieLab(const Curve& curve) {
+    return colorimetry::XyzToCieLab(colorimetry::Tristimulus(curve.data()),
+                                    colorimetry::WhitePoint());
+}
+
+double DeltaEab(const Lab& p, const Lab& q) {
+    return std::hypot(p.L - q.L, p.a - q.a, p.b - q.b);
+}
+
+// name -> L a b, from a file of lines "name L a b" (spec2cie's results, stored by the
+// make_reference.sh scripts beside them).
+std::map<std::string, Lab> ArgyllLab(const std::string& file) {
+    std::ifstream in(test::DataPath(file));
+    std::map<std::string, Lab> out;
+    std::string name;
+    Lab lab;
+    while (in >> name >> lab.L >> lab.a >> lab.b)
+        out[name] = lab;
+    EXPECT_GE(out.size(), 15u) << file;
+    return out;
+}
+
+struct Agreement {
+    double worst = 0, mean = 0;
+};
+
+// Our CIELAB of every record against spec2cie's for the same sample.
+Agreement Compare(const SaveSetData& data, const std::map<std::string, Lab>& argyll) {
+    Agreement a;
+    int n = 0;
+    for (const SaveSetRecord& rec : data.Records) {
+        const auto found = argyll.find(rec.Name);
+        if (found == argyll.end())
+            continue;
+        const double de = DeltaEab(CieLab(rec.Curves[0]), found->second);
+        a.worst = std::max(a.worst, de);
+        a.mean += de;
+        ++n;
+    }
+    EXPECT_EQ(n, static_cast<int>(argyll.size()));
+    a.mean /= std::max(n, 1);
+    return a;
+}
+
+TEST(Interchange, ImportsAgreeWithArgyllOnRealReflectancesInEveryShapeArgyllReads) {
+    // CIE 13.3 test colour samples, made by tests/data/interchange/make_reference.sh.
+    struct Case {
+        const char* file;
+        const char* argyll;
+        double limit;  // worst ΔE*ab allowed
+    };
+    for (const Case& c :
+         {Case{"interchange/tcs_hires.ti3", "interchange/tcs_hires_argyll.txt", 0.10},
+          Case{"interchange/tcs_20nm.ti3", "interchange/tcs_20nm_argyll.txt", 0.25},
+          Case{"interchange/tcs_instrument.cxf", "interchange/tcs_instrument_argyll.txt", 0.06}}) {
+        ImportReport report;
+        const SaveSetData data = ImportMeasurements(test::DataPath(c.file), {}, &report);
+        const Agreement a = Compare(data, ArgyllLab(c.argyll));
+        std::cout << c.file << ": ΔE*ab against spec2cie worst " << a.worst << ", mean " << a.mean
+                  << "\n";
+        EXPECT_LE(a.worst, c.limit) << c.file;
+    }
+    // The 10 nm reference curves of the colorimetry tests, read through the importer.
+    std::map<std::string, Lab> tenNm;
+    {
+        std::ifstream in(test::DataPath("colorimetry/argyll_lab.txt"));
+        std::string line;
+        while (std::getline(in, line)) {
+            std::istringstream fields(line);
+            std::string name;
+            Lab lab;
+            if (fields >> name >> lab.L >> lab.a >> lab.b)
+                tenNm[name] = lab;
+        }
+    }
+    const Agreement ten =
+        Compare(ImportCgats(test::DataPath("colorimetry/reference_spectra.ti3")), tenNm);
+    std::cout << "10 nm reference curves: ΔE*ab against spec2cie worst " << ten.worst << ", mean "
+              << ten.mean << "\n";
+    EXPECT_LE(ten.worst, 0.06);
+}
+
+TEST(Interchange, TwentyNanometreDataBySpragueComeCloserToArgyllThanLinear) {
+    const SaveSetData data = ImportCgats(test::DataPath("interchange/tcs_20nm.ti3"));
+    SaveSetData linear = data;
+    for (SaveSetRecord& rec : linear.Records) {
+        Curve& c = rec.Curves[0];
+        // Measured at 380, 400, .. 740 nm: indices 2, 4, .. 38; the points between are the mean.
+        for (int i = 3; i < 38; i += 2)
+            c[i] = (c[i - 1] + c[i + 1]) / 2;
+    }
+    const auto argyll = ArgyllLab("interchange/tcs_20nm_argyll.txt");
+    const Agreement sprague = Compare(data, argyll), straight = Compare(linear, argyll);
+    std::cout << "20 nm: Sprague worst " << sprague.worst << " mean " << sprague.mean
+              << "; linear worst " << straight.worst << " mean " << straight.mean << "\n";
+    EXPECT_LT(sprague.mean, straight.mean);
+    EXPECT_LT(sprague.worst, straight.worst);
+}
+
+TEST(Interchange, FormatIsToldByContentOnImportAndByNameOnExport) {
+    const auto dir = test::ScratchDir("Interchange");
+    // CxF content under a .txt name still imports as CxF, and the reverse.
+    std::filesystem::copy_file(test::DataPath("interchange/tcs_instrument.cxf"), dir / "cxf.txt");
+    std::filesystem::copy_file(test::DataPath("interchange/tcs_20nm.ti3"), dir / "cgats.cxf");
+    EXPECT_EQ(FormatOfMeasurementFile(dir / "cxf.txt"), MeasurementFormat::Cxf);
+    EXPECT_EQ(FormatOfMeasurementFile(dir / "cgats.cxf"), MeasurementFormat::Cgats);
+    ImportReport report;
+    const SaveSetData fromCxf = ImportMeasurements(dir / "cxf.txt", {}, &report);
+    EXPECT_EQ(report.Format, "CxF3");
+    EXPECT_EQ(fromCxf.NumAngles, 2);
+    EXPECT_EQ(ImportMeasurements(dir / "cgats.cxf").Records.size(), 15u);
+
+    for (const char* name : {"out.CXF", "out.txt"}) {
+        ExportMeasurements(fromCxf, dir / name);
+        EXPECT_EQ(FormatOfMeasurementFile(dir / name),
+                  name[4] == 'C' ? MeasurementFormat::Cxf : MeasurementFormat::Cgats);
+        EXPECT_EQ(ImportMeasurements(dir / name), fromCxf) << name;
+    }
+    // A write that cannot be made leaves the earlier file and no temporary file behind.
+    const std::filesystem::path blocked = dir / "blocked.cxf";
+    std::filesystem::create_directory(dir / "blocked.cxf.partial");
+    std::ofstream(blocked) << "earlier";
+    EXPECT_THROW(ExportMeasurements(fromCxf, blocked), IoError);
+    std::ifstream earlier(blocked);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(earlier), {}), "earlier");
+    EXPECT_THROW(ImportMeasurements(dir / "missing.txt"), IoError);
+    EXPECT_THROW(ImportMeasurements(dir), IoError);  // a folder
+}
+
+}  // namespace
+}  // namespace tintara
