@@ -19,14 +19,7 @@ constexpr const char* kUvTitle = "Instrument Status Error";
 }  // namespace
 
 void ProfilerCommands::StripControlCharacters(std::string& text) {
-    std::string kept;
-    kept.reserve(text.size());
-    for (const char c : text) {
-        // Bytes of multi-byte characters are above 127 and stay.
-        if (static_cast<unsigned char>(c) >= 32)
-            kept.push_back(c);
-    }
-    text = std::move(kept);
+    text = tintara::StripControlCharacters(text);
 }
 
 bool ProfilerCommands::GeometryChoiceNeeded(const std::filesystem::path& file) const {

@@ -11,6 +11,7 @@
 #include "files/Cgats.h"
 #include "files/SaveSetLibrary.h"
 #include "workspace/Error.h"
+#include "workspace/NumberFormat.h"
 
 namespace tintara::cli {
 
@@ -61,6 +62,16 @@ int RunLab(const Arguments& arguments, CommandContext& context) {
     ColorMatch plm;
     plm.SetColorSpace(space == "hunter" ? kHunterLab : kCieLab);
     double coordinates[8];
+    // Every record is checked before the first line: a refusal prints no coordinates.
+    for (std::size_t r = 0; r < data.Records.size(); ++r) {
+        double bad = 0.0;
+        if (!UsableReflectance(data.Records[r].Curves[static_cast<std::size_t>(angle)], &bad)) {
+            throw ComputeError(file.string() + ": record " + std::to_string(r + 1) + " (" +
+                               Excerpt(data.Records[r].Name) + ") holds the reflectance " +
+                               NumberText(bad) +
+                               ", which is not a usable reading (a number within +-1000 %).");
+        }
+    }
     for (const SaveSetRecord& record : data.Records) {
         plm.SetTrialSpectrum(record.Curves[static_cast<std::size_t>(angle)]);
         plm.TrialCoordinates(coordinates);

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <ostream>
 #include <string>
+#include <system_error>
 
 #include "cli/Args.h"
 #include "cli/Commands.h"
@@ -45,6 +46,18 @@ int RunTolerances(const Arguments& arguments, CommandContext& context) {
 
     const bool change = args.Has("--single") || args.Has("--average") || args.Has("--space");
     if (change) {
+        // A damaged file is never half-overwritten with defaults the user did not choose.
+        const bool all = args.Has("--single") && args.Has("--average") && args.Has("--space");
+        bool exists = false;
+        for (const auto& path : location.ReadPaths) {
+            std::error_code ec;
+            exists = exists || std::filesystem::exists(path, ec);
+        }
+        if (read.ErrorNoted && exists && !all) {
+            throw Error(std::string(kToleranceReadText) + " (" + read.Detail +
+                        "); Profiler.ini was not changed. Give --single, --average and --space "
+                        "together to write all three settings anew.");
+        }
         // Validate everything before anything is written.
         if (args.Has("--single")) {
             settings.SingleSampleTolerance =

@@ -12,6 +12,17 @@
 #include "workspace/Error.h"
 
 namespace tintara {
+
+bool UsableReflectance(std::span<const double> curve, double* bad) {
+    for (const double v : curve) {
+        if (!(std::fabs(v) <= kMaximumReflectance)) {  // also false for NaN
+            if (bad)
+                *bad = v;
+            return false;
+        }
+    }
+    return true;
+}
 namespace colorimetry {
 namespace {
 

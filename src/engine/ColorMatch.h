@@ -11,6 +11,14 @@ namespace tintara {
 inline constexpr int16_t kCieLab = 0;
 inline constexpr int16_t kHunterLab = 2;
 
+// The largest reflectance (percent, either sign) a colour computation rests on: ten times a
+// perfect white. Far beyond it the tristimulus sums lose all meaning long before they overflow to
+// an infinity or NaN (1e250 % already gives a NaN difference), so such a reading is refused.
+inline constexpr double kMaximumReflectance = 1000.0;
+// Whether every value is a finite number within +-kMaximumReflectance; `bad` gets the first value
+// that is not.
+bool UsableReflectance(std::span<const double> curve, double* bad = nullptr);
+
 // The colorimetric building blocks behind ColorMatch, usable on their own (reports, the command
 // line, tests). All of it is CIE 1964 10-degree observer with CIE illuminant D65 (CIE 15:2004).
 namespace colorimetry {

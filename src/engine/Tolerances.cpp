@@ -15,6 +15,7 @@
 #include "workspace/Error.h"
 #include "workspace/NumberFormat.h"
 #include "workspace/ProgramFiles.h"
+#include "workspace/WriteFile.h"
 
 namespace tintara {
 
@@ -86,7 +87,8 @@ ToleranceReadResult ReadTolerances(std::istream& in, const std::string& sourceNa
         }
         const auto value = ParseNumber(fields[i]);
         if (!value) {
-            Note(result, sourceName + ": the " + names[i] + " '" + fields[i] + "' is not a number");
+            Note(result,
+                 sourceName + ": the " + names[i] + " " + Excerpt(fields[i]) + " is not a number");
             break;
         }
         if (i == 0)
@@ -110,7 +112,8 @@ ToleranceReadResult ReadTolerances(std::istream& in, const std::string& sourceNa
         s.AverageTolerance = kDefaultTolerance;
     }
     if (s.ColorSpace != 0 && s.ColorSpace != 2) {
-        Note(result, "the colour space " + (fields.size() > 2 ? fields[2] : std::string("?")) +
+        Note(result, "the colour space " +
+                         (fields.size() > 2 ? Excerpt(fields[2]) : std::string("?")) +
                          " is neither 0 nor 2");
         s.ColorSpace = 0;
     }
@@ -118,6 +121,18 @@ ToleranceReadResult ReadTolerances(std::istream& in, const std::string& sourceNa
 }
 
 ToleranceReadResult ReadTolerances(const std::filesystem::path& file) {
+    std::error_code ec;
+    if (std::filesystem::is_directory(file, ec)) {
+        ToleranceReadResult result;
+        Note(result, file.string() + ": is a directory");
+        return result;
+    }
+    if (std::filesystem::is_regular_file(file, ec) && std::filesystem::file_size(file, ec) == 0 &&
+        !ec) {
+        ToleranceReadResult result;
+        Note(result, file.string() + ": empty file");
+        return result;
+    }
     std::ifstream in(file, std::ios::binary);
     if (!in) {
         ToleranceReadResult result;
@@ -134,33 +149,12 @@ void WriteTolerances(std::ostream& out, const ToleranceSettings& settings) {
 }
 
 void WriteTolerances(const std::filesystem::path& file, const ToleranceSettings& settings) {
-    namespace fs = std::filesystem;
     std::error_code ec;
-    const fs::path folder = file.has_parent_path() ? file.parent_path() : fs::path(".");
-    fs::create_directories(folder, ec);
+    const auto folder = file.has_parent_path() ? file.parent_path() : std::filesystem::path(".");
+    std::filesystem::create_directories(folder, ec);
     if (ec)
         throw IoError("Cannot create the folder " + folder.string() + ": " + ec.message());
-    const fs::path temporary =
-        folder / (file.filename().string() + ".tmp-" + std::to_string(::getpid()));
-    {
-        std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-        if (!out) {
-            throw IoError("Cannot write " + file.string() + ": " + std::strerror(errno));
-        }
-        WriteTolerances(out, settings);
-        out.flush();
-        if (!out) {
-            out.close();
-            fs::remove(temporary, ec);
-            throw IoError("Cannot write " + file.string() + ": writing failed");
-        }
-    }
-    fs::rename(temporary, file, ec);
-    if (ec) {
-        std::error_code ignored;
-        fs::remove(temporary, ignored);
-        throw IoError("Cannot replace " + file.string() + ": " + ec.message());
-    }
+    WriteFileAtomically(file, [&](std::ostream& out) { WriteTolerances(out, settings); });
 }
 
 double LimitFromPosition(int position) {

@@ -2,9 +2,13 @@
 // fandeck, before and after correction.
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <span>
+#include <string>
 
 #include "engine/Utility.h"
+#include "workspace/Error.h"
+#include "workspace/NumberFormat.h"
 
 namespace tintara {
 
@@ -25,6 +29,25 @@ bool HoldsSecondPosition(const FandeckCurves& curves, std::size_t records) {
         }
     }
     return false;
+}
+
+std::string SampleText(const GlobalVariables& ws, std::size_t s) {
+    std::string text = "sample " + std::to_string(s + 1);
+    if (s < ws.FandeckNames.size())
+        text += " (" + Excerpt(ws.FandeckNames[s]) + ")";
+    return text;
+}
+
+// No average, grid or verdict may rest on a reading no instrument gives.
+void RequireUsable(const GlobalVariables& ws, std::size_t s, const double* curve,
+                   const char* fandeck) {
+    double bad = 0.0;
+    if (!UsableReflectance(std::span<const double>(curve, kPointCount), &bad)) {
+        throw ComputeError("Fandeck comparison: " + SampleText(ws, s) + " of the " + fandeck +
+                           " holds the reflectance " + NumberText(bad) +
+                           ", which is not a usable reading (a number within +-1000 %); "
+                           "nothing was compared");
+    }
 }
 
 }  // namespace
@@ -101,6 +124,10 @@ void Utility::ProcessCorrelatedDeltas() {
             if (!process[g])
                 continue;
             double* group = row + g * kDeltasPerGeometry;
+            RequireUsable(ws, s, master.Curve(s, masterPosition[g]), "Master fandeck");
+            RequireUsable(ws, s, target.Curve(s, targetPosition[g]), "Target fandeck");
+            if (converted)
+                RequireUsable(ws, s, corrected.Curve(s, targetPosition[g]), "corrected fandeck");
             PLM.SetStandardSpectrum(
                 std::span<const double>(master.Curve(s, masterPosition[g]), kPointCount));
             PLM.SetTrialSpectrum(
@@ -121,8 +148,14 @@ void Utility::ProcessCorrelatedDeltas() {
             } else {
                 std::copy(group, group + 4, group + 4);
             }
-            for (int c = 0; c < kDeltasPerGeometry; ++c)
+            for (int c = 0; c < kDeltasPerGeometry; ++c) {
+                if (!std::isfinite(group[c])) {
+                    throw ComputeError("Fandeck comparison: the colour difference of " +
+                                       SampleText(ws, s) +
+                                       " is not a finite number; nothing was compared");
+                }
                 sums[g * kDeltasPerGeometry + c] += group[c];
+            }
         }
     }
     double* average = ws.SampleDeltas.Row(samples);

@@ -1,10 +1,11 @@
 #include "files/CCFReadWrite.h"
 
-#include <unistd.h>
 #include <charconv>
 #include <cmath>
 #include <fstream>
+#include <functional>
 #include <istream>
+#include <iterator>
 #include <ostream>
 #include <sstream>
 #include <system_error>
@@ -12,6 +13,8 @@
 
 #include "workspace/Error.h"
 #include "workspace/NumberFormat.h"
+#include "workspace/StatusText.h"
+#include "workspace/WriteFile.h"
 
 namespace tintara {
 
@@ -41,18 +44,19 @@ void WriteInstrument(std::ostream& out, int16_t id, const std::string& status,
                      const std::string& tileSetSerial, const std::string& date,
                      const SystemTime& time, const std::string& company, const std::string& serial,
                      const std::string& op) {
+    // A line break in a text would split it over two lines and put the file out of step.
     IntegerLine(out, id);
-    Line(out, status);
-    Line(out, tileSetSerial);
-    Line(out, date);
+    Line(out, StripControlCharacters(status));
+    Line(out, StripControlCharacters(tileSetSerial));
+    Line(out, StripControlCharacters(date));
     // Not the structure's own order: day of week, month, day, year, then the time of day.
     for (int16_t word : {time.wDayOfWeek, time.wMonth, time.wDay, time.wYear, time.wHour,
                          time.wMinute, time.wSecond, time.wMilliseconds}) {
         IntegerLine(out, word);
     }
-    Line(out, company);
-    Line(out, serial);
-    Line(out, op);
+    Line(out, StripControlCharacters(company));
+    Line(out, StripControlCharacters(serial));
+    Line(out, StripControlCharacters(op));
 }
 
 // One real block from per-point accessors; shared by the stored banks and the current run.
@@ -100,6 +104,16 @@ struct ActualSource {
     double Weight(int p, int k) const { return ws.WavelengthCoefficients[p][k]; }
 };
 
+// A bank read from a file goes back as the lines it was read from; a computed one is formatted.
+void WriteBank(std::ostream& out, const CoefficientBank& bank) {
+    if (bank.Lines.empty()) {
+        WriteBlock(out, BankSource{bank});
+        return;
+    }
+    for (const std::string& line : bank.Lines)
+        Line(out, line);
+}
+
 template <typename Source>
 bool AllFinite(const Source& s) {
     for (int p = kFirstStoredPoint; p < kPointCount; ++p) {
@@ -116,17 +130,21 @@ bool AllFinite(const Source& s) {
     return true;
 }
 
-std::ofstream OpenForWriting(const std::filesystem::path& file, std::ios::openmode mode) {
-    std::ofstream out(file, std::ios::binary | mode);
-    if (!out)
-        throw IoError("cannot open " + file.string() + " for writing");
-    return out;
-}
-
-void Finish(std::ofstream& out, const std::filesystem::path& file) {
-    out.flush();
-    if (!out)
-        throw IoError("cannot write " + file.string());
+// The original's append mode, kept for the block writers: the file is rewritten whole with the
+// new block after what it held.
+void Append(const std::filesystem::path& file, const std::function<void(std::ostream&)>& block) {
+    std::string before;
+    std::error_code ec;
+    if (std::filesystem::exists(file, ec)) {
+        std::ifstream in(file, std::ios::binary);
+        if (!in)
+            throw IoError("Cannot read " + file.string() + ".");
+        before.assign(std::istreambuf_iterator<char>(in), {});
+    }
+    WriteFileAtomically(file, [&](std::ostream& out) {
+        out << before;
+        block(out);
+    });
 }
 
 // ---- reading ----------------------------------------------------------------------------------
@@ -146,6 +164,17 @@ class LineReader {
     }
 
     int NextLineNumber() const { return static_cast<int>(m_next) + 1; }
+    const std::string& Previous() const { return m_lines[m_next - 1]; }
+    // Lines up to the last one that is not blank.
+    std::size_t ContentLines() const {
+        std::size_t n = m_lines.size();
+        while (n > 0 && Trimmed(m_lines[n - 1]).empty())
+            --n;
+        return n;
+    }
+    [[noreturn]] void FailPrevious(const std::string& reason) const {
+        throw ParseError(m_source, static_cast<int>(m_next), reason);
+    }
 
     const std::string& Take(const std::string& what) {
         if (m_next >= m_lines.size()) {
@@ -161,7 +190,7 @@ class LineReader {
         const char* last = first + text.size();
         const auto [end, ec] = std::from_chars(first, last, value);
         if (text.empty() || ec != std::errc() || end != last || !std::isfinite(value)) {
-            FailPrevious("expected " + what + ", found \"" + text + "\"");
+            FailPrevious("expected " + what + ", found " + Excerpt(text));
         }
         return value;
     }
@@ -174,7 +203,7 @@ class LineReader {
         const auto [end, ec] = std::from_chars(first, last, value);
         if (text.empty() || ec != std::errc() || end != last || value < INT16_MIN ||
             value > INT16_MAX) {
-            FailPrevious("expected " + what + " (a whole number), found \"" + text + "\"");
+            FailPrevious("expected " + what + " (a whole number), found " + Excerpt(text));
         }
         return static_cast<int16_t>(value);
     }
@@ -185,14 +214,14 @@ class LineReader {
             return true;
         if (text == "False")
             return false;
-        FailPrevious("expected " + what + " (\"True\" or \"False\"), found \"" + text + "\"");
+        FailPrevious("expected " + what + " (\"True\" or \"False\"), found " + Excerpt(text));
     }
 
     // Anything but blank lines after the last block means the file is not what its flags say.
     void ExpectEnd() {
         for (; m_next < m_lines.size(); ++m_next) {
             if (!Trimmed(m_lines[m_next]).empty()) {
-                Fail("unexpected text after the SCE block: \"" + m_lines[m_next] + "\"");
+                Fail("unexpected text after the SCE block: " + Excerpt(m_lines[m_next]));
             }
         }
     }
@@ -207,9 +236,6 @@ class LineReader {
     }
     [[noreturn]] void Fail(const std::string& reason) const {
         throw ParseError(m_source, NextLineNumber(), reason);
-    }
-    [[noreturn]] void FailPrevious(const std::string& reason) const {
-        throw ParseError(m_source, static_cast<int>(m_next), reason);
     }
 
     std::string m_source;
@@ -238,22 +264,31 @@ InstrumentHeader ReadInstrument(LineReader& r, const std::string& side) {
     return h;
 }
 
-void ReadBlock(LineReader& r, const std::string& name, bool real, CoefficientBank& bank) {
+// Reads a block of 20 lines per point, or 21 for a placeholder (its fifth level is skipped), and
+// keeps every line's text for a later merge.
+void ReadBlock(LineReader& r, const std::string& name, bool placeholder, CoefficientBank& bank) {
+    bank.Lines.clear();
+    bank.Lines.reserve(kPlaceholderBlockLines);
+    auto number = [&](const std::string& what) {
+        const double value = r.Number(what);
+        bank.Lines.push_back(r.Previous());
+        return value;
+    };
     for (int p = kFirstStoredPoint; p < kPointCount; ++p) {
         const std::string what = "a number (" + name + " block, point " + std::to_string(p) + ")";
-        bank.Offset[p] = r.Number(what);
-        bank.Gain[p] = r.Number(what);
-        bank.GainTileReflectance[p] = r.Number(what);
+        bank.Offset[p] = number(what);
+        bank.Gain[p] = number(what);
+        bank.GainTileReflectance[p] = number(what);
         for (int j = 1; j <= 5; ++j) {
-            bank.Slopes[p][j] = r.Number(what);
-            bank.Intercepts[p][j] = r.Number(what);
+            bank.Slopes[p][j] = number(what);
+            bank.Intercepts[p][j] = number(what);
         }
         for (int j = 1; j <= 4; ++j)
-            bank.Levels[p][j] = r.Number(what);
-        if (!real)
-            r.Number(what);  // the placeholder's fifth level
+            bank.Levels[p][j] = number(what);
+        if (placeholder)
+            number(what);  // the placeholder's fifth level
         for (int k = 0; k < 3; ++k)
-            bank.Wavelength[p][k] = r.Number(what);
+            bank.Wavelength[p][k] = number(what);
     }
 }
 
@@ -263,18 +298,32 @@ void ReadBlock(LineReader& r, const std::string& name, bool real, CoefficientBan
 
 CoefficientFileContents ParseCoefficientFile(std::istream& in, const std::string& source) {
     LineReader r(in, source);
+    if (r.ContentLines() == 0)
+        throw ParseError(source, 1, "empty file: no coefficients");
     CoefficientFileContents c;
     c.Master = ReadInstrument(r, "Master");
     c.Target = ReadInstrument(r, "Target");
     c.SCIPresent = r.Flag("the SCI flag");
     c.SCEPresent = r.Flag("the SCE flag");
-    ReadBlock(r, "SCI", c.SCIPresent, c.SCI);
-    ReadBlock(r, "SCE", c.SCEPresent, c.SCE);
+    if (!c.SCIPresent && !c.SCEPresent)
+        r.FailPrevious("both flags say \"False\": the file holds no coefficients");
+    // The layouts a writer produces, told apart by their length. A new file has a 21-line
+    // placeholder under its "False" flag; every rewrite by the original program made both blocks
+    // 20 lines a point (whatever the flags), and a merge keeps the other block's lines as they
+    // are, so these two are all there is. Anything else is read by the flags, which names the
+    // line where the file departs from them.
+    const bool bothReal =
+        r.ContentLines() == static_cast<std::size_t>(kHeaderLines + 2 * kRealBlockLines);
+    ReadBlock(r, "SCI", !bothReal && !c.SCIPresent, c.SCI);
+    ReadBlock(r, "SCE", !bothReal && !c.SCEPresent, c.SCE);
     r.ExpectEnd();
     return c;
 }
 
 CoefficientFileContents ParseCoefficientFile(const std::filesystem::path& file) {
+    std::error_code ec;
+    if (std::filesystem::is_directory(file, ec))
+        throw IoError(file.string() + ": is a directory, not a coefficient file");
     std::ifstream in(file, std::ios::binary);
     if (!in)
         throw IoError("cannot open " + file.string());
@@ -296,11 +345,11 @@ void CCFReadWrite::WriteHeader(std::ostream& out) const {
 }
 
 void CCFReadWrite::WriteCCFBank1Data(std::ostream& out) const {
-    WriteBlock(out, BankSource{m_ws.Bank1Data});
+    WriteBank(out, m_ws.Bank1Data);
 }
 
 void CCFReadWrite::WriteCCFBank2Data(std::ostream& out) const {
-    WriteBlock(out, BankSource{m_ws.Bank2Data});
+    WriteBank(out, m_ws.Bank2Data);
 }
 
 void CCFReadWrite::WriteCCFActualData(std::ostream& out) const {
@@ -330,33 +379,23 @@ void CCFReadWrite::WriteCCFBogusData(std::ostream& out) const {
 // ---- path writers -------------------------------------------------------------------------------
 
 void CCFReadWrite::WriteHeader(const std::filesystem::path& file) const {
-    auto out = OpenForWriting(file, std::ios::trunc);
-    WriteHeader(out);
-    Finish(out, file);
+    WriteFileAtomically(file, [this](std::ostream& out) { WriteHeader(out); });
 }
 
 void CCFReadWrite::WriteCCFBank1Data(const std::filesystem::path& file) const {
-    auto out = OpenForWriting(file, std::ios::app);
-    WriteCCFBank1Data(out);
-    Finish(out, file);
+    Append(file, [this](std::ostream& out) { WriteCCFBank1Data(out); });
 }
 
 void CCFReadWrite::WriteCCFBank2Data(const std::filesystem::path& file) const {
-    auto out = OpenForWriting(file, std::ios::app);
-    WriteCCFBank2Data(out);
-    Finish(out, file);
+    Append(file, [this](std::ostream& out) { WriteCCFBank2Data(out); });
 }
 
 void CCFReadWrite::WriteCCFActualData(const std::filesystem::path& file) const {
-    auto out = OpenForWriting(file, std::ios::app);
-    WriteCCFActualData(out);
-    Finish(out, file);
+    Append(file, [this](std::ostream& out) { WriteCCFActualData(out); });
 }
 
 void CCFReadWrite::WriteCCFBogusData(const std::filesystem::path& file) const {
-    auto out = OpenForWriting(file, std::ios::app);
-    WriteCCFBogusData(out);
-    Finish(out, file);
+    Append(file, [this](std::ostream& out) { WriteCCFBogusData(out); });
 }
 
 // ---- reading ------------------------------------------------------------------------------------
@@ -416,45 +455,28 @@ void CCFReadWrite::WriteCoeficcients(const std::filesystem::path& file) {
             m_ws.SCICoefficientsPresent = false;
     }
 
-    // The other geometry keeps its stored block when it has real coefficients; a block flagged
-    // "False" is written back as the placeholder it was read as, so the file stays readable in
-    // step.
+    // The other geometry keeps the block the file holds, line for line, whatever its flag; a new
+    // file gets the placeholder.
     std::ostringstream text;
     WriteHeader(text);
     if (sci) {
         WriteCCFActualData(text);
-        if (m_ws.SCECoefficientsPresent) {
+        if (existed) {
             WriteCCFBank2Data(text);
         } else {
             WriteCCFBogusData(text);
         }
     } else {
-        if (m_ws.SCICoefficientsPresent) {
+        if (existed) {
             WriteCCFBank1Data(text);
         } else {
             WriteCCFBogusData(text);
         }
         WriteCCFActualData(text);
     }
-
-    // Write beside the target and rename over it: the earlier file survives any failure.
-    const std::filesystem::path parent = file.parent_path();
-    const std::filesystem::path temp =
-        parent / (file.filename().string() + ".tmp" + std::to_string(::getpid()));
     try {
-        {
-            auto out = OpenForWriting(temp, std::ios::trunc);
-            const std::string content = text.str();
-            out.write(content.data(), static_cast<std::streamsize>(content.size()));
-            out.close();
-            if (!out)
-                throw IoError("cannot write " + temp.string());
-        }
-        std::filesystem::rename(temp, file, ec);
-        if (ec)
-            throw IoError("cannot replace " + file.string() + ": " + ec.message());
+        WriteFileAtomically(file, text.str());
     } catch (...) {
-        std::filesystem::remove(temp, ec);
         m_ws.SCICoefficientsPresent = previousSci;
         m_ws.SCECoefficientsPresent = previousSce;
         throw;

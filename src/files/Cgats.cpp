@@ -25,6 +25,7 @@
 
 #include "files/Interchange.h"
 #include "workspace/Error.h"
+#include "workspace/WriteFile.h"
 
 namespace tintara {
 
@@ -1467,9 +1468,7 @@ void ExportCgats(const SaveSetData& data, std::ostream& out, const ExportOptions
 
 void ExportCgats(const SaveSetData& data, const std::filesystem::path& file,
                  const ExportOptions& options) {
-    std::ostringstream text;
-    ExportCgats(data, text, options);
-    ReplaceFileWith(file, text.str());
+    WriteFileAtomically(file, [&](std::ostream& out) { ExportCgats(data, out, options); });
 }
 
 std::string FormatDecimal(double v, int exponent10) {

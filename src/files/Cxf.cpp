@@ -14,6 +14,7 @@
 
 #include "files/Interchange.h"
 #include "workspace/Error.h"
+#include "workspace/WriteFile.h"
 
 namespace tintara {
 
@@ -438,7 +439,7 @@ void ExportCxf(const SaveSetData& data, const std::filesystem::path& file,
                const ExportOptions& options) {
     std::ostringstream text;
     ExportCxf(data, text, options);
-    ReplaceFileWith(file, text.str());
+    WriteFileAtomically(file, text.str());
 }
 
 }  // namespace tintara

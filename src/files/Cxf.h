@@ -30,7 +30,7 @@ SaveSetData ImportCxf(const std::filesystem::path& file, const ImportOptions& op
 // the shortest text that reads back to the same double). Company, status and instrument travel in
 // CustomResources, so ImportCxf gives back the very same save set.
 void ExportCxf(const SaveSetData& data, std::ostream& out, const ExportOptions& options = {});
-// Writes through ReplaceFileWith (a failed export never destroys an earlier file).
+// Writes through WriteFileAtomically (a failed export never destroys an earlier file).
 void ExportCxf(const SaveSetData& data, const std::filesystem::path& file,
                const ExportOptions& options = {});
 

@@ -54,30 +54,4 @@ void ExportMeasurements(const SaveSetData& data, const std::filesystem::path& fi
         ExportCgats(data, file, options);
 }
 
-void ReplaceFileWith(const std::filesystem::path& file, const std::string& bytes) {
-    std::filesystem::path temp = file;
-    temp += ".partial";
-    {
-        std::ofstream out(temp, std::ios::binary | std::ios::trunc);
-        if (!out) {
-            throw IoError(file.string() + ": could not be written (cannot create " +
-                          temp.filename().string() + ")");
-        }
-        out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        out.close();
-        if (!out) {
-            std::error_code ignored;
-            std::filesystem::remove(temp, ignored);
-            throw IoError(file.string() + ": could not be written");
-        }
-    }
-    std::error_code ec;
-    std::filesystem::rename(temp, file, ec);
-    if (ec) {
-        std::error_code ignored;
-        std::filesystem::remove(temp, ignored);
-        throw IoError(file.string() + ": could not be written (" + ec.message() + ")");
-    }
-}
-
 }  // namespace tintara

@@ -24,16 +24,12 @@ MeasurementFormat FormatForExport(const std::filesystem::path& file);
 SaveSetData ImportMeasurements(const std::filesystem::path& file, const ImportOptions& options = {},
                                ImportReport* report = nullptr);
 
-// Writes the save set as CGATS or CxF3 (by FormatForExport) through ReplaceFileWith.
+// Writes the save set as CGATS or CxF3 (by FormatForExport) through WriteFileAtomically.
 void ExportMeasurements(const SaveSetData& data, const std::filesystem::path& file,
                         const ExportOptions& options = {});
 
 // Opens a measurement file for reading. Throws IoError naming the file when it is a folder or
 // cannot be opened.
 std::ifstream OpenMeasurementFile(const std::filesystem::path& file);
-
-// Writes bytes to a temporary file in the target's folder and renames it over the target, so a
-// failed write never destroys an earlier file. Throws IoError naming the file.
-void ReplaceFileWith(const std::filesystem::path& file, const std::string& bytes);
 
 }  // namespace tintara

@@ -2,9 +2,12 @@
 #include <cmath>
 #include <cstring>
 #include <exception>
+#include <span>
 
+#include "engine/ColorMatch.h"
 #include "files/RWSaveSet.h"
 #include "workspace/Error.h"
+#include "workspace/NumberFormat.h"
 
 namespace tintara {
 
@@ -72,8 +75,9 @@ int16_t RWSaveSet::ReadFandeckandBuildCorrelatedData(const std::string& file,
         positions[0] = {true, Geometry::SCI, false};
         positions[1] = {true, Geometry::SCE, false};
     } else {
-        const char c = fandeck.Status.size() >= 3 ? fandeck.Status[2] : 'I';
-        positions[0] = {true, c == 'I' || c == 'B' ? Geometry::SCI : Geometry::SCE, false};
+        // Third status character "I" is SCI; anything else, a short status too, is SCE.
+        const bool sci = fandeck.Status.size() >= 3 && fandeck.Status[2] == 'I';
+        positions[0] = {true, sci ? Geometry::SCI : Geometry::SCE, false};
     }
     for (Position& p : positions) {
         if (!p.held)
@@ -95,6 +99,16 @@ int16_t RWSaveSet::ReadFandeckandBuildCorrelatedData(const std::string& file,
         for (std::size_t a = 0; a < kMaxAngles; ++a) {
             const double* in = target.Curve(r, a);
             double* out = corrected.Curve(r, a);
+            double bad = 0.0;
+            if (positions[a].held &&
+                !UsableReflectance(std::span<const double>(in, kPointCount), &bad)) {
+                m_lastError = file + ": record " + std::to_string(r + 1) + " " +
+                              Excerpt(fandeck.Names[r]) + " holds the reflectance " +
+                              NumberText(bad) +
+                              ", which is not a usable reading (a number within +-1000 %)";
+                corrected.Resize(0, kMaxAngles);
+                return kCorrelationUnreadable;
+            }
             if (positions[a].apply) {
                 m_corrector.Correct(positions[a].geometry, in, out);
                 if (!Finite(out)) {

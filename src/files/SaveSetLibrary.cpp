@@ -5,14 +5,15 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <bit>
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <system_error>
 
 #include "workspace/Error.h"
+#include "workspace/WriteFile.h"
 
 namespace tintara {
 
@@ -202,17 +203,18 @@ int64_t RecordChecksum(const SaveSetRecord& rec, int64_t ordinal, bool secondCur
 
 // ---- writing ----
 
+// Builds the database in memory and hands its bytes to the one file-writing routine, which
+// gives the save its all-or-nothing replacement of the target.
 class Writer {
   public:
-    Writer(const fs::path& target, const fs::path& temp) : m_target(target), m_temp(temp) {}
+    explicit Writer(const fs::path& target) : m_target(target) {}
 
     void Write(const SaveSetData& data) {
-        // The temporary file is fresh and private, so there is nothing to roll back: no journal.
-        // Durability comes from the explicit fsync before the rename.
-        if (sqlite3_open_v2(m_temp.c_str(), &m_db.db,
+        // A private database in memory: nothing to roll back, so no journal.
+        if (sqlite3_open_v2(":memory:", &m_db.db,
                             SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
                             nullptr) != SQLITE_OK) {
-            Fail("cannot create a temporary file in the folder");
+            Fail("out of memory");
         }
         Exec(
             "PRAGMA page_size = 65536; PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF;"
@@ -225,8 +227,14 @@ class Writer {
         WriteHeader(data);
         WriteRecords(data);
         Exec("COMMIT;");
-        if (m_db.Close() != SQLITE_OK)
-            Fail("cannot finish the temporary file");
+        sqlite3_int64 size = 0;
+        unsigned char* bytes = sqlite3_serialize(m_db.db, "main", &size, 0);
+        if (!bytes)
+            Fail("out of memory");
+        const std::unique_ptr<unsigned char, decltype(&sqlite3_free)> owned(bytes, sqlite3_free);
+        m_db.Close();
+        WriteFileAtomically(m_target, std::string_view(reinterpret_cast<const char*>(bytes),
+                                                       static_cast<std::size_t>(size)));
     }
 
   private:
@@ -315,7 +323,7 @@ class Writer {
         }
     }
 
-    fs::path m_target, m_temp;
+    fs::path m_target;
     Database m_db;
 };
 
@@ -340,29 +348,6 @@ void Validate(const SaveSetData& data, const fs::path& file) {
             }
         }
     }
-}
-
-fs::path TemporaryNameBeside(const fs::path& target) {
-    static std::atomic<unsigned> counter{0};
-    const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
-    for (;;) {
-        const fs::path candidate =
-            folder / ("." + target.filename().string() + ".tmp-" + std::to_string(::getpid()) +
-                      "-" + std::to_string(counter++));
-        std::error_code ec;
-        if (!fs::exists(candidate, ec))
-            return candidate;
-    }
-}
-
-// Flushes a file's (or folder's) contents to the disk; best effort for folders.
-bool SyncPath(const fs::path& path, bool isFolder) {
-    const int fd = ::open(path.c_str(), isFolder ? (O_RDONLY | O_DIRECTORY) : O_RDWR);
-    if (fd < 0)
-        return isFolder;
-    const bool ok = ::fsync(fd) == 0;
-    ::close(fd);
-    return ok || isFolder;
 }
 
 // ---- reading ----
@@ -396,7 +381,7 @@ class Reader {
         if (!fs::exists(status))
             throw IoError(m_file.string() + ": the file does not exist");
         if (fs::is_directory(status)) {
-            throw IoError(m_file.string() + ": this is a folder, not a save set");
+            throw IoError(m_file.string() + ": is a directory, not a save set");
         }
         const auto size = fs::file_size(m_file, ec);
         if (!ec && size == 0)
@@ -558,9 +543,14 @@ class Reader {
             const int rc = sqlite3_step(s.stmt);
             if (rc != SQLITE_ROW)
                 SqlFailure(rc);
+            // A damaged file may number its records with gaps; it cannot hold more records
+            // than its size has room for curves, so never reserve beyond that.
             const int64_t top = sqlite3_column_int64(s.stmt, 0);
-            if (top >= 0 && top < 50'000'000)
-                d.Records.reserve(static_cast<std::size_t>(top) + 1);
+            std::error_code ec;
+            const auto bytes = fs::file_size(m_file, ec);
+            const int64_t room = ec ? 0 : static_cast<int64_t>(bytes / kCurveBytes);
+            if (top >= 0)
+                d.Records.reserve(static_cast<std::size_t>(std::min(top, room)) + 1);
         }
         Statement s;
         Prepare(s, std::string("SELECT ") + kRecordColumns + " FROM records ORDER BY ordinal;");
@@ -615,26 +605,7 @@ SaveSetData LoadSaveSet(const fs::path& file) {
 
 void StoreSaveSet(const SaveSetData& data, const fs::path& file) {
     Validate(data, file);
-    std::error_code ec;
-    if (fs::is_directory(file, ec)) {
-        throw IoError(file.string() + ": the save set cannot be written: a folder has that name");
-    }
-    const fs::path temp = TemporaryNameBeside(file);
-    try {
-        Writer(file, temp).Write(data);
-        if (!SyncPath(temp, false)) {
-            throw IoError(file.string() + ": the save set cannot be written: " +
-                          std::error_code(errno, std::generic_category()).message());
-        }
-        fs::rename(temp, file, ec);
-        if (ec) {
-            throw IoError(file.string() + ": the save set cannot be written: " + ec.message());
-        }
-    } catch (...) {
-        fs::remove(temp, ec);
-        throw;
-    }
-    SyncPath(file.has_parent_path() ? file.parent_path() : fs::path("."), true);
+    Writer(file).Write(data);
 }
 
 // ---- SaveSetLibrary ---------------------------------------------------------------------------

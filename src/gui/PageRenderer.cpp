@@ -1,5 +1,6 @@
 #include "gui/PageRenderer.h"
 
+#include <QBuffer>
 #include <QFontMetricsF>
 #include <QImage>
 #include <QPageLayout>
@@ -9,9 +10,9 @@
 #include <QPen>
 #include <QPolygonF>
 #include <QPrinter>
-#include <QSaveFile>
 
 #include "workspace/Error.h"
+#include "workspace/WriteFile.h"
 
 namespace tintara::gui {
 
@@ -117,11 +118,10 @@ void PrintDocument(const PageDescription& document, QPrinter& printer) {
 }
 
 void WritePdf(const PageDescription& document, const QString& file) {
-    QSaveFile out(file);
-    if (!out.open(QIODevice::WriteOnly)) {
-        throw IoError("Cannot write " + file.toStdString() + ": " +
-                      out.errorString().toStdString() + ".");
-    }
+    // Rendered in memory, then written through the routine every file goes through.
+    QByteArray bytes;
+    QBuffer out(&bytes);
+    out.open(QIODevice::WriteOnly);
     {
         QPdfWriter writer(&out);
         writer.setResolution(1200);
@@ -129,10 +129,10 @@ void WritePdf(const PageDescription& document, const QString& file) {
         writer.setPageLayout(QPageLayout(PaperOf(document), QPageLayout::Portrait, QMarginsF()));
         RenderDocument(document, writer);
     }
-    if (!out.commit()) {
-        throw IoError("Cannot write " + file.toStdString() + ": " +
-                      out.errorString().toStdString() + ".");
-    }
+    out.close();
+    WriteFileAtomically(
+        file.toStdString(),
+        std::string_view(bytes.constData(), static_cast<std::size_t>(bytes.size())));
 }
 
 }  // namespace tintara::gui

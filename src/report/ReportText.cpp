@@ -13,6 +13,7 @@
 
 #include "workspace/Error.h"
 #include "workspace/NumberFormat.h"
+#include "workspace/WriteFile.h"
 
 namespace tintara {
 
@@ -105,34 +106,7 @@ AverageDE MeanTileDE(const GlobalVariables& ws) {
 }
 
 void SaveTextFile(const std::filesystem::path& file, const std::string& content) {
-    namespace fs = std::filesystem;
-    const fs::path folder = file.has_parent_path() ? file.parent_path() : fs::path(".");
-    std::error_code ec;
-    if (!fs::is_directory(folder, ec)) {
-        throw IoError("Cannot write " + file.string() + ": the folder " + folder.string() +
-                      " does not exist.");
-    }
-    const fs::path temp =
-        folder / ("." + file.filename().string() + ".tmp" + std::to_string(::getpid()));
-    {
-        std::ofstream out(temp, std::ios::binary | std::ios::trunc);
-        if (!out) {
-            throw IoError("Cannot write " + file.string() + ": " + std::strerror(errno) + ".");
-        }
-        out << content;
-        out.flush();
-        if (!out) {
-            out.close();
-            fs::remove(temp, ec);
-            throw IoError("Cannot write " + file.string() + ": the disk refused the data.");
-        }
-    }
-    fs::rename(temp, file, ec);
-    if (ec) {
-        const std::string reason = ec.message();
-        fs::remove(temp, ec);
-        throw IoError("Cannot write " + file.string() + ": " + reason + ".");
-    }
+    WriteFileAtomically(file, content);
 }
 
 }  // namespace tintara

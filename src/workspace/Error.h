@@ -6,6 +6,19 @@
 
 namespace tintara {
 
+// A piece of a file's text fit for a message, in double quotes: at most 40 characters, anything
+// unprintable shown as '?', so a message never carries binary bytes or megabytes of a bad line.
+inline std::string Excerpt(const std::string& text) {
+    constexpr std::size_t kShown = 40;
+    std::string shown = "\"";
+    for (const char c : text.substr(0, kShown)) {
+        const auto u = static_cast<unsigned char>(c);
+        shown.push_back(u >= 32 && u < 127 ? c : '?');
+    }
+    shown += text.size() > kShown ? "...\"" : "\"";
+    return shown;
+}
+
 // Base of all core errors. what() is a complete sentence fit for a message box or stderr.
 class Error : public std::runtime_error {
   public:

@@ -50,6 +50,9 @@ struct CoefficientBank {
     std::array<std::array<double, 6>, kPointCount> Intercepts{};
     std::array<std::array<double, 5>, kPointCount> Levels{};
     std::array<std::array<double, 3>, kPointCount> Wavelength{};
+    // The block's lines as read from a file (20 or 21 per point), empty for a computed bank. A
+    // merge writes them back as they stand, so a stored "-.000" never becomes ".000".
+    std::vector<std::string> Lines;
     bool operator==(const CoefficientBank&) const = default;
 };
 

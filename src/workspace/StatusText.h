@@ -13,6 +13,18 @@ inline std::string StatusChar(const std::string& status, std::size_t n) {
     return status.size() >= n ? status.substr(n - 1, 1) : std::string();
 }
 
+// Removes every character below code 32 (line breaks, tabs, NUL), so that a text written on a line
+// of its own reads back as one line. Bytes of multi-byte characters are above 127 and stay.
+inline std::string StripControlCharacters(const std::string& text) {
+    std::string kept;
+    kept.reserve(text.size());
+    for (const char c : text) {
+        if (static_cast<unsigned char>(c) >= 32)
+            kept.push_back(c);
+    }
+    return kept;
+}
+
 // The Minolta CM-2002 (2) and CM-700 (208) have no UV control and are never checked for it.
 inline bool UvExempt(int16_t instrumentID) {
     return instrumentID == 2 || instrumentID == 208;

@@ -1,7 +1,12 @@
 // tintara convert and compare on the demo fandecks, with coefficients the tool made itself.
 #include <gtest/gtest.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <cmath>
+#include <csignal>
+#include <cstdlib>
 #include <fstream>
 
 #include "cli/CliTest.h"
@@ -9,6 +14,7 @@
 #include "files/DemoData.h"
 #include "files/FandeckCompare.h"
 #include "files/SaveSetLibrary.h"
+#include "workspace/WriteFile.h"
 
 namespace tintara {
 namespace {
@@ -119,6 +125,68 @@ TEST(PerformanceVerdict, AnAverageEqualToTheLimitPasses) {
         ws.SampleDeltas(2, de) = std::nextafter(0.75, 1.0);
         EXPECT_FALSE(PerformancePassed(ws, g));
     }
+}
+
+TEST_F(DemoRoad, AReadingNoInstrumentGivesLeavesNoVerdictGridOrLabLine) {
+    SaveSetData deck = LoadSaveSet(dir / "target-fandeck.wsv");
+    deck.Records[6].Curves[0][20] = 1e250;  // finite, yet the colour difference would be NaN
+    StoreSaveSet(deck, dir / "absurd.wsv");
+    const std::string name = "sample 7 (\"" + deck.Records[6].Name + "\")";
+    test::ExpectFailure(dir,
+                        "compare --master " + In("master-fandeck.wsv") + " --target " +
+                            In("absurd.wsv") + " --certificate " + In("c.pdf"),
+                        1, name);
+    EXPECT_FALSE(fs::exists(dir / "c.pdf"));
+    test::ExpectFailure(dir, "lab " + In("absurd.wsv"), 1, "record 7");
+}
+
+TEST_F(DemoRoad, AConversionKilledAtTheWriteLeavesTheEarlierFileAndNoLitter) {
+    // 100,000 records: the demo fandeck over and over.
+    const SaveSetData demo = LoadSaveSet(dir / "target-fandeck.wsv");
+    SaveSetData big = demo;
+    big.Records.clear();
+    for (std::size_t r = 0; r < 100000; ++r)
+        big.Records.push_back(demo.Records[r % demo.Records.size()]);
+    StoreSaveSet(big, dir / "big.wsv");
+    ASSERT_EQ(Run(convert + In("target-fandeck.wsv") + " --out " + In("out.wsv")).Status, 0);
+    const auto earlier = LoadSaveSet(dir / "out.wsv");
+
+    auto temporaries = [&] {
+        int n = 0;
+        for (const auto& entry : fs::directory_iterator(dir))
+            n += IsWriteTemporaryName(entry.path().filename().string()) ? 1 : 0;
+        return n;
+    };
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::setenv("TINTARA_HOME", dir.c_str(), 1);
+        const std::string in = (dir / "big.wsv").string(), out = (dir / "out.wsv").string(),
+                          ccf = (dir / "demo.ccf").string();
+        ::execl(test::CliPath().c_str(), "tintara", "convert", "--ccf", ccf.c_str(), "--in",
+                in.c_str(), "--out", out.c_str(), static_cast<char*>(nullptr));
+        ::_exit(127);
+    }
+    // Kill it while it writes: as soon as its temporary file shows.
+    bool seen = false;
+    int status = 0;
+    for (int i = 0; i < 120000 && !seen; ++i) {
+        if (::waitpid(pid, &status, WNOHANG) == pid)
+            break;
+        seen = temporaries() > 0;
+        if (!seen)
+            ::usleep(500);
+    }
+    if (seen) {
+        ::kill(pid, SIGKILL);
+        ::waitpid(pid, &status, 0);
+    }
+    ASSERT_TRUE(seen) << "the conversion ended before its temporary file was seen";
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+    EXPECT_EQ(LoadSaveSet(dir / "out.wsv"), earlier);
+
+    // The next write into the folder removes what the killed process left.
+    ASSERT_EQ(Run(convert + In("target-fandeck.wsv") + " --out " + In("again.wsv")).Status, 0);
+    EXPECT_EQ(temporaries(), 0);
 }
 
 }  // namespace

@@ -68,5 +68,26 @@ TEST(InterchangeCommands, ImportSaysWhatItFoundExportImportsBackAndFailuresLoseN
     test::ExpectFailure(dir, "export x.wsv", 2);
 }
 
+TEST(InterchangeCommands, ExportNeverWritesThroughALinkLyingInWaitAndKeepsAReadOnlyTarget) {
+    namespace fs = std::filesystem;
+    const auto dir = test::ScratchDir("InterchangeLinks");
+    const auto tiles = WriteDemoData(dir)[0];
+    std::ofstream(dir / "victim.txt") << "not yours";
+    // The names a careless writer would use for its temporary file.
+    for (const char* name : {"t.txt.partial", ".t.txt.tmp", "t.txt.tmp"})
+        fs::create_symlink(dir / "victim.txt", dir / name);
+    ASSERT_EQ(test::Tintara(dir, "export " + Quote(tiles) + " -o " + Quote(dir / "t.txt")).Status,
+              0);
+    EXPECT_EQ(test::Slurp(dir / "victim.txt"), "not yours");
+    EXPECT_FALSE(fs::is_symlink(dir / "t.txt"));
+    EXPECT_NE(test::Slurp(dir / "t.txt").find("SPECTRAL_NM360"), std::string::npos);
+
+    fs::permissions(dir / "t.txt", fs::perms::owner_read | fs::perms::group_read);
+    const std::string before = test::Slurp(dir / "t.txt");
+    test::ExpectFailure(dir, "export " + Quote(tiles) + " -o " + Quote(dir / "t.txt"), 1,
+                        "write-protected");
+    EXPECT_EQ(test::Slurp(dir / "t.txt"), before);
+}
+
 }  // namespace
 }  // namespace tintara

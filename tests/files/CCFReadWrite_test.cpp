@@ -19,11 +19,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string Slurp(const fs::path& p) {
-    std::ifstream in(p, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
 // Splits into lines; fails the test for a line that does not end in CR LF.
 std::vector<std::string> Lines(const std::string& text) {
     std::vector<std::string> lines;
@@ -77,7 +72,7 @@ std::vector<std::string> WriteRun(const fs::path& file, bool sci, int run) {
     GlobalVariables ws;  // a fresh session: nothing in memory but the new run
     FillRun(ws, sci, run);
     CCFReadWrite(ws).WriteCoeficcients(file);
-    return Lines(Slurp(file));
+    return Lines(test::Slurp(file));
 }
 
 // The placeholder group of 21 lines, identical for every point.
@@ -94,9 +89,9 @@ TEST(CCFReadWrite, SciToNewFileIsHeaderRealBlockThenPlaceholderAndMatchesTheGold
     const auto golden = test::DataPath("ccf/golden-sci.ccf");
     if (std::getenv("TINTARA_UPDATE_GOLDEN"))
         fs::copy_file(file, golden, fs::copy_options::overwrite_existing);
-    EXPECT_EQ(Slurp(file), Slurp(golden));
+    EXPECT_EQ(test::Slurp(file), test::Slurp(golden));
 
-    const auto lines = Lines(Slurp(file));
+    const auto lines = Lines(test::Slurp(file));
     ASSERT_EQ(lines.size(), 32u + 780u + 819u);
     EXPECT_EQ(lines[30] + "/" + lines[31], "True/False");
     EXPECT_TRUE(ws.SCICoefficientsPresent && !ws.SCECoefficientsPresent);
@@ -117,7 +112,7 @@ TEST(CCFReadWrite, SceToNewFileIsTheMirrorAndInheritsNoFlagFromAnEarlierFile) {
     ccf.WriteCoeficcients(dir / "a.ccf");
     FillRun(ws, false, 1);
     ccf.WriteCoeficcients(dir / "b.ccf");  // a new file: its SCI block is a placeholder
-    const auto lines = Lines(Slurp(dir / "b.ccf"));
+    const auto lines = Lines(test::Slurp(dir / "b.ccf"));
     ASSERT_EQ(lines.size(), 32u + 819u + 780u);
     EXPECT_EQ(lines[30] + "/" + lines[31], "False/True");
     for (std::size_t i = 0; i < 819; ++i)
@@ -156,7 +151,7 @@ TEST(CCFReadWrite, RefusedOrFailedWritesLeaveTheFileUntouched) {
     const auto dir = test::ScratchDir("Refused");
     const auto file = dir / "pair.ccf";
     WriteRun(file, true, 0);
-    const std::string before = Slurp(file);
+    const std::string before = test::Slurp(file);
 
     for (int side = 0; side < 2; ++side) {
         GlobalVariables other;
@@ -170,7 +165,7 @@ TEST(CCFReadWrite, RefusedOrFailedWritesLeaveTheFileUntouched) {
             EXPECT_EQ(r.Title(), "ERROR");
             EXPECT_EQ(r.Text(), "Incorrect Instruments from file");
         }
-        EXPECT_EQ(Slurp(file), before);
+        EXPECT_EQ(test::Slurp(file), before);
         EXPECT_EQ(other.Bank1Data, bankBefore);  // nothing changed in memory either
         EXPECT_FALSE(other.SCECoefficientsPresent);
     }
@@ -179,12 +174,12 @@ TEST(CCFReadWrite, RefusedOrFailedWritesLeaveTheFileUntouched) {
     FillRun(ws, true, 0);
     ws.GainCoefficients[7] = std::nan("");  // never written
     EXPECT_THROW(CCFReadWrite(ws).WriteCoeficcients(file), ComputeError);
-    EXPECT_EQ(Slurp(file), before);
+    EXPECT_EQ(test::Slurp(file), before);
 
     FillRun(ws, true, 0);
     std::ofstream(dir / "broken.ccf", std::ios::binary) << "not a coefficient file\r\n";
     EXPECT_THROW(CCFReadWrite(ws).WriteCoeficcients(dir / "broken.ccf"), ParseError);
-    EXPECT_EQ(Slurp(dir / "broken.ccf"), "not a coefficient file\r\n");
+    EXPECT_EQ(test::Slurp(dir / "broken.ccf"), "not a coefficient file\r\n");
     EXPECT_THROW(CCFReadWrite(ws).WriteCoeficcients(dir / "missing" / "x.ccf"), IoError);
     EXPECT_EQ(std::distance(fs::directory_iterator(dir), {}), 2);  // no stray temporary file
 }
@@ -291,6 +286,190 @@ TEST(CCFReadWrite, BrokenFilesAreRefusedNamingTheLineAndNothingIsStored) {
     EXPECT_THROW(
         CCFReadWrite(ws).ReadCoefficientsIntoMemory(test::ScratchDir("Missing") / "none.ccf"),
         IoError);
+}
+
+// ---- the layouts real files have ----
+
+// The original program's reader: 20 values a point from both blocks whatever the flags say, so a
+// placeholder block is read out of step. Fills what its writer writes back.
+void OriginalRead(const fs::path& file, GlobalVariables& ws) {
+    const auto lines = Lines(test::Slurp(file));
+    ASSERT_GE(lines.size(), 32u + 2u * 780u);
+    ws.FileMasterHeader.InstrumentID = static_cast<int16_t>(Val(lines[0]));
+    ws.FileTargetHeader.InstrumentID = static_cast<int16_t>(Val(lines[15]));
+    ws.SCICoefficientsPresent = lines[30] == "True";
+    ws.SCECoefficientsPresent = lines[31] == "True";
+    std::size_t i = 32;
+    for (CoefficientBank* bank : {&ws.Bank1Data, &ws.Bank2Data}) {
+        for (int p = 1; p < kPointCount; ++p) {
+            bank->Offset[p] = Val(lines[i++]);
+            bank->Gain[p] = Val(lines[i++]);
+            bank->GainTileReflectance[p] = Val(lines[i++]);
+            for (int j = 1; j <= 5; ++j) {
+                bank->Slopes[p][j] = Val(lines[i++]);
+                bank->Intercepts[p][j] = Val(lines[i++]);
+            }
+            for (int j = 1; j <= 4; ++j)
+                bank->Levels[p][j] = Val(lines[i++]);
+            for (int k = 0; k < 3; ++k)
+                bank->Wavelength[p][k] = Val(lines[i++]);
+        }
+    }
+}
+
+// WriteCoeficcients step by step as the original ran it, through the path writers (WriteHeader
+// truncates, the block writers append).
+void OriginalWrite(const fs::path& file, bool sci, int run) {
+    GlobalVariables ws;
+    FillRun(ws, sci, run);
+    CCFReadWrite ccf(ws);
+    const bool existed = fs::exists(file);
+    if (existed)
+        OriginalRead(file, ws);
+    (sci ? ws.SCICoefficientsPresent : ws.SCECoefficientsPresent) = true;
+    ccf.WriteHeader(file);
+    if (sci) {
+        ccf.WriteCCFActualData(file);
+        existed ? ccf.WriteCCFBank2Data(file) : ccf.WriteCCFBogusData(file);
+    } else {
+        existed ? ccf.WriteCCFBank1Data(file) : ccf.WriteCCFBogusData(file);
+        ccf.WriteCCFActualData(file);
+    }
+}
+
+TEST(CCFReadWrite, EveryLayoutTheWriterProducesReadsBackAndMergesKeepingTheOtherBlock) {
+    const auto dir = test::ScratchDir("Layouts");
+    int files = 0;
+    // Every sequence of one to four runs of either geometry into one file.
+    for (int length = 1; length <= 4; ++length) {
+        for (int bits = 0; bits < (1 << length); ++bits) {
+            const fs::path file =
+                dir / ("seq" + std::to_string(length) + "-" + std::to_string(bits) + ".ccf");
+            bool sciSeen = false, sceSeen = false, lastSci = false;
+            for (int step = 0; step < length; ++step) {
+                lastSci = (bits >> step & 1) != 0;
+                (lastSci ? sciSeen : sceSeen) = true;
+                OriginalWrite(file, lastSci, step);
+            }
+            ++files;
+            SCOPED_TRACE(file.filename().string());
+            const auto lines = Lines(test::Slurp(file));
+            EXPECT_EQ(lines.size(), length == 1 ? 1631u : 1592u);  // SCI twice: 1592, True/False
+            CoefficientFileContents c;
+            ASSERT_NO_THROW(c = ParseCoefficientFile(file));
+            EXPECT_EQ(c.SCIPresent, sciSeen);
+            EXPECT_EQ(c.SCEPresent, sceSeen);
+            // The block last written is read in step: its values are those of the last run.
+            GlobalVariables last;
+            FillRun(last, lastSci, length - 1);
+            const CoefficientBank& bank = lastSci ? c.SCI : c.SCE;
+            for (int p = 1; p < kPointCount; ++p) {
+                ASSERT_EQ(Format(bank.Offset[p], "##.000"),
+                          Format(last.OffsetCoefficients[p], "##.000"));
+                ASSERT_EQ(Format(bank.Wavelength[p][2], "0.000"),
+                          Format(last.WavelengthCoefficients[p][2], "0.000"));
+            }
+
+            // Our merge of either geometry keeps the other block's lines as they stand.
+            for (const bool sci : {true, false}) {
+                const fs::path merged = dir / "merged.ccf";
+                fs::copy_file(file, merged, fs::copy_options::overwrite_existing);
+                const auto after = WriteRun(merged, sci, 9);
+                const std::size_t otherStart = sci ? lines.size() - c.SCE.Lines.size() : 32;
+                const std::size_t mergedStart = sci ? after.size() - c.SCE.Lines.size() : 32;
+                const std::size_t n = (sci ? c.SCE : c.SCI).Lines.size();
+                EXPECT_TRUE(std::equal(lines.begin() + otherStart, lines.begin() + otherStart + n,
+                                       after.begin() + mergedStart))
+                    << (sci ? "SCE" : "SCI") << " block changed";
+                EXPECT_NO_THROW(ParseCoefficientFile(merged));
+            }
+        }
+    }
+    EXPECT_EQ(files, 30);
+}
+
+TEST(CCFReadWrite, StoredTextAndHeaderTextsSurviveAMerge) {
+    const auto dir = test::ScratchDir("StoredText");
+    const fs::path file = dir / "pair.ccf";
+    auto lines = WriteRun(file, true, 0);
+    // Texts a hand-edited or older file may hold: "-.000", "0.500" where we would write ".500".
+    lines[32] = "-.000";
+    lines[33] = "01.000000";
+    std::string joined;
+    for (const auto& l : lines)
+        joined += l + "\r\n";
+    std::ofstream(file, std::ios::binary) << joined;
+
+    GlobalVariables ws;
+    FillRun(ws, false, 1);
+    ws.MasterCompany = "Line\r\nBreak Ltd";
+    ws.TargetSerial = "T-901\n";
+    ws.TargetOperator = std::string("Tab\tand NUL") + '\0';
+    CCFReadWrite(ws).WriteCoeficcients(file);
+    const auto merged = Lines(test::Slurp(file));
+    ASSERT_EQ(merged.size(), 1592u);
+    EXPECT_TRUE(std::equal(lines.begin() + 32, lines.begin() + 32 + 780, merged.begin() + 32));
+
+    const auto read = ParseCoefficientFile(file);
+    EXPECT_EQ(read.Master.Company, "LineBreak Ltd");
+    EXPECT_EQ(read.Target.Serial, "T-901");
+    EXPECT_EQ(read.Target.Operator, "Taband NUL");
+    EXPECT_TRUE(read.SCIPresent && read.SCEPresent);
+}
+
+TEST(CCFReadWrite, LayoutsNoWriterProducesAreRefusedNamingTheLine) {
+    const auto lines = WriteRun(test::ScratchDir("NoLayout") / "good.ccf", true, 0);
+    auto parse = [](std::vector<std::string> l) {
+        std::string joined;
+        for (const auto& x : l)
+            joined += x + "\r\n";
+        std::istringstream in(joined);
+        return ParseCoefficientFile(in, "odd.ccf");
+    };
+    auto flags = [&](const char* sci, const char* sce) {
+        auto l = lines;
+        l[30] = sci;
+        l[31] = sce;
+        return l;
+    };
+    // Both real flags over a 20 + 21 layout: the SCE block ends 39 lines early.
+    try {
+        parse(flags("True", "True"));
+        ADD_FAILURE() << "True/True over 1631 lines accepted";
+    } catch (const ParseError& e) {
+        EXPECT_EQ(e.Line(), 1593) << e.what();
+    }
+    try {
+        parse(flags("False", "False"));
+        ADD_FAILURE() << "False/False accepted";
+    } catch (const ParseError& e) {
+        EXPECT_EQ(e.Line(), 32) << e.what();
+    }
+    // A bad line is shown short and printable, never as the bytes it holds.
+    auto binary = lines;
+    binary[100] = std::string(100000, '\x01') + "9";
+    try {
+        parse(binary);
+        ADD_FAILURE() << "binary accepted";
+    } catch (const ParseError& e) {
+        EXPECT_EQ(e.Line(), 101);
+        EXPECT_LT(std::string(e.what()).size(), 200u) << e.what();
+        EXPECT_EQ(std::string(e.what()).find('\x01'), std::string::npos);
+    }
+    const auto dir = test::ScratchDir("NoLayoutFiles");
+    fs::create_directory(dir / "folder.ccf");
+    std::ofstream(dir / "empty.ccf");
+    for (const auto& [name, fragment] :
+         {std::pair<const char*, const char*>{"folder.ccf", "is a directory"},
+          {"empty.ccf", "empty file"}}) {
+        try {
+            ParseCoefficientFile(dir / name);
+            ADD_FAILURE() << name;
+        } catch (const Error& e) {
+            EXPECT_NE(std::string(e.what()).find(fragment), std::string::npos) << e.what();
+            EXPECT_NE(std::string(e.what()).find(name), std::string::npos) << e.what();
+        }
+    }
 }
 
 }  // namespace

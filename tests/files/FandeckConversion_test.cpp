@@ -4,12 +4,14 @@
 #include <cmath>
 #include <cstring>
 #include <fstream>
+#include <limits>
 
 #include "engine/Utility.h"
 #include "files/CCFReadWrite.h"
 #include "files/RWSaveSet.h"
 #include "files/SaveSetLibrary.h"
 #include "support/TestPaths.h"
+#include "workspace/Error.h"
 
 namespace tintara {
 namespace {
@@ -192,14 +194,15 @@ TEST(FandeckConversion, DeltasAreThoseOfReCalcDEAndTheLastRowAverages) {
 }
 
 TEST(FandeckConversion, OneAngleFandeckUsesAndComparesOnlyTheGeometryItsStatusNames) {
-    for (const std::string status : {"RNIIXX", "RNEIXX"}) {
+    // Third character "I" is SCI; anything else, a short status too, is SCE.
+    for (const std::string status : {"RNIIXX", "RNEIXX", "RNBIXX", "RN"}) {
         SCOPED_TRACE(status);
         const Files f = MakeFiles("OneAngle" + status, true, true, 6, 1, status);
         GlobalVariables ws;
         RWSaveSet saveSets(ws);
         LoadPair(ws, saveSets, f);
         EXPECT_EQ(ws.FandeckAngleCount, 1);
-        const bool sci = status[2] == 'I';
+        const bool sci = status.size() >= 3 && status[2] == 'I';
         double expected[kPointCount];
         saveSets.Corrector().Correct(sci ? Geometry::SCI : Geometry::SCE,
                                      ws.TargetFandeckReflectance.Curve(3, 0), expected);
@@ -215,6 +218,35 @@ TEST(FandeckConversion, OneAngleFandeckUsesAndComparesOnlyTheGeometryItsStatusNa
                 EXPECT_EQ(ws.SampleDeltas(s, skipped + c), 0.0) << s;
         }
     }
+}
+
+TEST(FandeckConversion, AReadingNoInstrumentGivesIsRefusedNamingTheSample) {
+    const Files f = MakeFiles("Absurd", true, true, 6);
+    GlobalVariables ws;
+    RWSaveSet saveSets(ws);
+    LoadPair(ws, saveSets, f);
+    // Finite, yet enough to turn the colour difference into NaN: no verdict may rest on it.
+    for (const double absurd : {1e250, std::numeric_limits<double>::infinity(), -5000.0}) {
+        SCOPED_TRACE(absurd);
+        GlobalVariables copy = ws;
+        copy.TargetFandeckReflectance(12, 1, 4) = absurd;
+        try {
+            Utility(copy).ProcessCorrelatedDeltas();
+            ADD_FAILURE() << "compared";
+        } catch (const ComputeError& e) {
+            EXPECT_NE(std::string(e.what()).find("sample 5 (\"Sample 5\")"), std::string::npos)
+                << e.what();
+        }
+    }
+    // The conversion refuses it too, naming file and record.
+    SaveSetData deck = MakeFandeck(6, 2, kTargetId, "RNBIXX", 0.7);
+    deck.Records[2].Curves[0][30] = 1e250;
+    StoreSaveSet(deck, f.dir / "absurd.wsv");
+    EXPECT_EQ(saveSets.ReadFandeckandBuildCorrelatedData((f.dir / "absurd.wsv").string()),
+              RWSaveSet::kCorrelationUnreadable);
+    EXPECT_NE(saveSets.LastError().find("record 3 \"Sample 3\""), std::string::npos)
+        << saveSets.LastError();
+    EXPECT_NE(saveSets.LastError().find("absurd.wsv"), std::string::npos);
 }
 
 }  // namespace

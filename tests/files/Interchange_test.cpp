@@ -137,8 +137,8 @@ TEST(Interchange, FormatIsToldByContentOnImportAndByNameOnExport) {
     }
     // A write that cannot be made leaves the earlier file and no temporary file behind.
     const std::filesystem::path blocked = dir / "blocked.cxf";
-    std::filesystem::create_directory(dir / "blocked.cxf.partial");
     std::ofstream(blocked) << "earlier";
+    std::filesystem::permissions(blocked, std::filesystem::perms::owner_read);  // write-protected
     EXPECT_THROW(ExportMeasurements(fromCxf, blocked), IoError);
     std::ifstream earlier(blocked);
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(earlier), {}), "earlier");

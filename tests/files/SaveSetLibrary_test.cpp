@@ -93,7 +93,7 @@ TEST(SaveSetStorage, EveryFieldSurvivesARoundTripOverALargerEarlierFile) {
 TEST(SaveSetStorage, RefusesFilesThatAreNotReadableSaveSets) {
     const auto dir = test::ScratchDir("SaveSetStorage_Refuses");
     ExpectRefused(dir / "missing.wsv", "does not exist");
-    ExpectRefused(dir, "folder");
+    ExpectRefused(dir, "is a directory");
     std::ofstream(dir / "empty.wsv").close();
     ExpectRefused(dir / "empty.wsv", "empty");
     std::ofstream(dir / "text.wsv") << "Name,R,G,B\r\nRed,1,2,3\r\n" << std::string(600, 'x');
@@ -164,6 +164,32 @@ TEST(SaveSetStorage, RefusesRecordsThatBreakTheSchema) {
         SCOPED_TRACE(sql);
         ExpectRefused(file, fragment);
     }
+}
+
+TEST(SaveSetStorage, RecordNumbersThatJumpAreRefusedWithoutReservingForThem) {
+    const auto dir = test::ScratchDir("SaveSetStorage_Jump");
+    const fs::path file = dir / "jump.wsv";
+    StoreSaveSet(SampleSet(3, 1), file);
+    // Just below any plausible cap, so only a bound from the file's size keeps memory small.
+    Exec(file, "UPDATE records SET ordinal = 49999999 WHERE ordinal = 2;");
+    rlimit old{};
+    getrlimit(RLIMIT_AS, &old);
+    rlimit capped = old;
+    capped.rlim_cur = 2048ull * 1024 * 1024;  // 2 GB of address space: 50 M records need 40 GB
+#ifndef __SANITIZE_ADDRESS__  // the sanitizer's shadow memory needs far more address space
+    setrlimit(RLIMIT_AS, &capped);
+#endif
+    std::string what;
+    try {
+        LoadSaveSet(file);
+    } catch (const ParseError& e) {
+        what = e.what();
+    } catch (const std::bad_alloc&) {
+        what = "bad_alloc";
+    }
+    setrlimit(RLIMIT_AS, &old);
+    EXPECT_NE(what.find("record 2 is missing"), std::string::npos) << what;
+    EXPECT_NE(what.find(file.string()), std::string::npos) << what;
 }
 
 TEST(SaveSetStorage, FailedSaveLeavesTheEarlierFileAndNoLitter) {

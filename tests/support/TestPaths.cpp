@@ -18,14 +18,12 @@ std::filesystem::path ScratchDir(const std::string& testName) {
     return dir;
 }
 
-namespace {
-std::string Slurp(const std::filesystem::path& p) {
-    std::ifstream in(p, std::ios::binary);
+std::string Slurp(const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
     std::ostringstream s;
     s << in.rdbuf();
     return s.str();
 }
-}  // namespace
 
 int RunCommand(const std::string& commandLine, std::string* out, std::string* err) {
     const auto dir = std::filesystem::temp_directory_path();

@@ -14,6 +14,9 @@ inline std::filesystem::path CliPath() {
     return std::filesystem::path(TINTARA_CLI);
 }
 
+// A file's whole content ("" when it cannot be read).
+std::string Slurp(const std::filesystem::path& file);
+
 // A fresh, empty scratch folder under the build tree, unique to the calling test.
 std::filesystem::path ScratchDir(const std::string& testName);
 

@@ -1,0 +1,37 @@
+// The one routine through which every file the program writes reaches the disk.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <iosfwd>
+#include <string>
+#include <string_view>
+
+namespace tintara {
+
+// Replaces `target` with what `produce` writes, so that the target is always either the earlier
+// file or the complete new one, whatever happens (a failure, a full disk, a file-size limit, the
+// process killed):
+//  - the data goes to a temporary file in the target's folder, named ".tintara-<pid>-<8 hex>.tmp"
+//    (short, so any legal target name works), opened O_EXCL | O_NOFOLLOW, so it never writes
+//    through a link someone placed there; the data is fsync'ed, the temporary renamed over the
+//    target and the folder fsync'ed;
+//  - a target that is a symbolic link stays a link: the file it points to is replaced;
+//  - a replaced file keeps its permission bits (and, where allowed, its owner);
+//  - a target the user may not write (no write permission, or write-protected for everyone) is
+//    refused and left byte for byte as it was; so is a folder;
+//  - on any failure, an exception from `produce` included, the temporary file is removed;
+//  - temporaries that a killed process left in the folder (their pid no longer running, or older
+//    than a day) are removed first.
+// SIGXFSZ is set to be ignored (unless the program handles it), so an exceeded file-size limit is a
+// write error (EFBIG) reported like any other instead of killing the process. Throws IoError
+// "Cannot write <target>: <reason>." naming the target, never the temporary; exceptions thrown by
+// `produce` pass through unchanged.
+void WriteFileAtomically(const std::filesystem::path& target,
+                         const std::function<void(std::ostream&)>& produce);
+void WriteFileAtomically(const std::filesystem::path& target, std::string_view bytes);
+
+// Whether `name` (a bare file name) is one of the temporaries WriteFileAtomically creates.
+bool IsWriteTemporaryName(const std::string& name);
+
+}  // namespace tintara
