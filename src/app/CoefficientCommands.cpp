@@ -124,6 +124,7 @@ void ProfilerCommands::ToPrinter_Click() {
         PrintCertificate certificate(m_ws);
         certificate.ProgramDirectory = m_programFolder;
         certificate.DateText = ShortDate(Clock());
+        certificate.Paper = m_ui.PrintPaper();
         const PageDescription document = certificate.PrintDocument();
         m_ui.LetEventsRun();
         for (const std::string& warning : document.Warnings) {

@@ -177,6 +177,7 @@ void ProfilerCommands::InstrumentPerformance_Click() {
         PrintPerformance certificate(m_ws);
         certificate.ProgramDirectory = m_programFolder;
         certificate.DateText = ShortDate(Clock());
+        certificate.Paper = m_ui.PrintPaper();
         const PageDescription document = m_ws.PerformanceShowsSCI
                                              ? certificate.PrintSCIPerformanceData()
                                              : certificate.PrintSCEPerformanceData();

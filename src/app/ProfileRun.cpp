@@ -3,7 +3,6 @@
 #include "engine/ProfileSequence.h"
 #include "engine/Tolerances.h"
 #include "engine/Utility.h"
-#include "report/PdfWriter.h"
 #include "report/PrintCertificate.h"
 #include "report/ReportText.h"
 #include "workspace/Error.h"
@@ -64,15 +63,13 @@ void ProfileTilePair(GlobalVariables& ws, RWSaveSet& reader, const TilePairReque
     ws.CoefficientsCalculated = true;
 }
 
-std::vector<std::string> WriteProfileCertificate(const GlobalVariables& ws,
-                                                 const std::filesystem::path& pdf,
-                                                 const std::string& dateText) {
+PageDescription ProfileCertificate(const GlobalVariables& ws, const std::string& dateText,
+                                   const PageSetup& paper) {
     PrintCertificate certificate(ws);
     certificate.ProgramDirectory = ProgramDirectory();
     certificate.DateText = dateText;
-    const PageDescription page = certificate.PrintDocument();
-    WritePdf(page, pdf);
-    return page.Warnings;
+    certificate.Paper = paper;
+    return certificate.PrintDocument();
 }
 
 }  // namespace tintara

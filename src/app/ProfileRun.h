@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "files/RWSaveSet.h"
+#include "report/PageDescription.h"
 #include "workspace/GlobalVariables.h"
 
 namespace tintara {
@@ -26,10 +27,10 @@ struct TilePairRequest {
 void ProfileTilePair(GlobalVariables& ws, RWSaveSet& reader, const TilePairRequest& request,
                      std::string* readDetail = nullptr);
 
-// Writes the Certificate of Instrument Performance of the profile in the workspace as a PDF
-// (atomically), dated dateText; returns the page's warnings (e.g. a missing watermark picture).
-std::vector<std::string> WriteProfileCertificate(const GlobalVariables& ws,
-                                                 const std::filesystem::path& pdf,
-                                                 const std::string& dateText);
+// The Certificate of Instrument Performance of the profile in the workspace on `paper`, dated
+// dateText, with the watermark from the program's directory; its Warnings say what was left out
+// (e.g. a missing watermark picture). The renderer draws it.
+PageDescription ProfileCertificate(const GlobalVariables& ws, const std::string& dateText,
+                                   const PageSetup& paper);
 
 }  // namespace tintara

@@ -8,13 +8,14 @@
 
 #include "cli/Args.h"
 #include "cli/Commands.h"
+#include "cli/PdfOutput.h"
 #include "engine/Tolerances.h"
 #include "engine/Utility.h"
 #include "files/FandeckCompare.h"
 #include "files/RWSaveSet.h"
 #include "report/CompareReport.h"
-#include "report/PdfWriter.h"
 #include "report/PrintPerformance.h"
+#include "report/ReportText.h"
 #include "workspace/Error.h"
 
 namespace tintara::cli {
@@ -37,19 +38,12 @@ void LoadSettings(GlobalVariables& ws, CommandContext& context) {
     }
 }
 
-std::string Today() {
-    const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
-    std::tm local{};
-    localtime_r(&now, &local);
-    char text[32];
-    std::strftime(text, sizeof text, "%x", &local);
-    return text;
-}
-
 }  // namespace
 
 int RunCompare(const Arguments& arguments, CommandContext& context) {
-    const Args args(arguments, {"--master", "--target", "--ccf", "--report", "--certificate"},
+    const Args args(arguments,
+                    {"--master", "--target", "--ccf", "--report", "--certificate", "--paper",
+                     "--company", "--operator", "--tileset"},
                     {"--sce"});
     if (!args.Positionals().empty())
         throw UsageError("unexpected argument " + args.Positionals()[0]);
@@ -82,15 +76,16 @@ int RunCompare(const Arguments& arguments, CommandContext& context) {
         WriteCompareReport(ws, std::filesystem::path(args.Value("--report")));
     }
     if (args.Has("--certificate")) {
+        IdentifyComparison(ws, saveSets, geometry,
+                           {args.Value("--company"), args.Value("--operator"),
+                            args.Value("--tileset")});
         PrintPerformance certificate(ws);
         certificate.ProgramDirectory = ProgramDirectory();
-        certificate.DateText = Today();
-        const PageDescription page = geometry == Geometry::SCI
-                                         ? certificate.PrintSCIPerformanceData()
-                                         : certificate.PrintSCEPerformanceData();
-        for (const std::string& note : page.Warnings)
-            context.err << "Warning: " << note << "\n";
-        WritePdf(page, std::filesystem::path(args.Value("--certificate")));
+        certificate.DateText = ShortDate(std::chrono::system_clock::now());
+        certificate.Paper = PaperOption(args);
+        WriteCertificate(geometry == Geometry::SCI ? certificate.PrintSCIPerformanceData()
+                                                   : certificate.PrintSCEPerformanceData(),
+                         args.Value("--certificate"), context);
     }
 
     for (const auto& row : PerformanceGridRows(ws, geometry)) {

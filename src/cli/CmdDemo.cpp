@@ -13,6 +13,7 @@
 #include "app/ProfileRun.h"
 #include "cli/Args.h"
 #include "cli/Commands.h"
+#include "cli/PdfOutput.h"
 #include "engine/ProfileSequence.h"
 #include "engine/Tolerances.h"
 #include "engine/Utility.h"
@@ -22,7 +23,6 @@
 #include "files/RWSaveSet.h"
 #include "files/SaveSetData.h"
 #include "report/CompareReport.h"
-#include "report/PdfWriter.h"
 #include "report/PrintPerformance.h"
 #include "report/ProfileReport.h"
 #include "report/ReportText.h"
@@ -44,6 +44,7 @@ struct DemoRun {
     std::filesystem::path masterTiles, targetTiles, masterFandeck, targetFandeck;
     // Written by the profile and convert steps.
     std::filesystem::path coefficientFile, correlatedFandeck;
+    PageSetup paper;  // of the certificates
 };
 
 std::string Fixed(double value, int decimals) {
@@ -133,8 +134,7 @@ void ProfileGeometry(DemoRun& run, bool sci) {
     const std::filesystem::path report = run.dir / ("profile-report-" + geometry + ".txt");
     WriteProfileReport(ws, report, Today());
     const std::filesystem::path pdf = run.dir / ("profile-certificate-" + geometry + ".pdf");
-    for (const std::string& note : WriteProfileCertificate(ws, pdf, Today()))
-        run.context.err << "Warning: " << note << "\n";
+    WriteCertificate(ProfileCertificate(ws, Today(), run.paper), pdf, run.context);
     run.context.out << "  " << report.filename().string() << " and " << pdf.filename().string()
                     << " written\n";
 }
@@ -193,14 +193,13 @@ void CompareBeforeAndAfter(DemoRun& run) {
     }
     const std::filesystem::path report = run.dir / kCompareReportName;
     WriteCompareReport(ws, report);
+    IdentifyComparison(ws, saveSets, Geometry::SCI, {});
     PrintPerformance certificate(ws);
     certificate.ProgramDirectory = ProgramDirectory();
     certificate.DateText = Today();
-    const PageDescription page = certificate.PrintSCIPerformanceData();
-    for (const std::string& note : page.Warnings)
-        run.context.err << "Warning: " << note << "\n";
+    certificate.Paper = run.paper;
     const std::filesystem::path pdf = run.dir / "performance-certificate.pdf";
-    WritePdf(page, pdf);
+    WriteCertificate(certificate.PrintSCIPerformanceData(), pdf, run.context);
     out << "  " << report.filename().string() << " and " << pdf.filename().string() << " written\n";
 }
 
@@ -225,12 +224,12 @@ const std::vector<DemoStep>& DemoSteps() {
 }  // namespace
 
 int RunDemo(const Arguments& arguments, CommandContext& context) {
-    const Args args(arguments, {"--dir"}, {});
+    const Args args(arguments, {"--dir", "--paper"}, {});
     if (!args.Positionals().empty()) {
         throw UsageError("demo takes no file names; use --dir DIR");
     }
     DemoRun run{context, args.Value("--dir", "tintara-demo"), DemoParameters{}, {}, {}, {}, {}, {},
-                {}};
+                {}, PaperOption(args)};
     const auto& steps = DemoSteps();
     for (std::size_t i = 0; i < steps.size(); ++i) {
         context.out << "== " << i + 1 << ". " << steps[i].title << " ==\n";

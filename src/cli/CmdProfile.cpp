@@ -8,6 +8,7 @@
 #include "app/ProfileRun.h"
 #include "cli/Args.h"
 #include "cli/Commands.h"
+#include "cli/PdfOutput.h"
 #include "engine/ProfileSequence.h"
 #include "engine/Tolerances.h"
 #include "files/CCFReadWrite.h"
@@ -21,7 +22,7 @@ namespace tintara::cli {
 int RunProfile(const Arguments& arguments, CommandContext& context) {
     const Args args(arguments,
                     {"--master", "--target", "--geometry", "--ccf", "--results-dir", "--report",
-                     "--certificate"},
+                     "--certificate", "--paper"},
                     {"--nocentroid"});
     if (!args.Positionals().empty())
         throw UsageError("unexpected argument " + args.Positionals()[0]);
@@ -80,10 +81,9 @@ int RunProfile(const Arguments& arguments, CommandContext& context) {
                            ShortDate(std::chrono::system_clock::now()));
     }
     if (args.Has("--certificate")) {
-        for (const std::string& note : WriteProfileCertificate(
-                 ws, args.Value("--certificate"), ShortDate(std::chrono::system_clock::now()))) {
-            context.err << "Warning: " << note << "\n";
-        }
+        WriteCertificate(ProfileCertificate(ws, ShortDate(std::chrono::system_clock::now()),
+                                            PaperOption(args)),
+                         args.Value("--certificate"), context);
     }
 
     for (const auto& row : CorrelationGridRows(ws)) {

@@ -15,7 +15,7 @@ int RunTolerances(const Arguments&, CommandContext&);
 
 const std::vector<Command>& AllCommands() {
     static const std::vector<Command> commands = {
-        {"demo", "demo [--dir DIR]",
+        {"demo", "demo [--dir DIR] [--paper a4|letter]",
          "make the demo tile sets and fandecks in DIR and run the whole profile, coefficient "
          "file, convert and compare road",
          RunDemo},
@@ -27,13 +27,15 @@ const std::vector<Command>& AllCommands() {
         {"export", "export IN.wsv -o OUT.txt", "save set -> CGATS.17", RunExport},
         {"profile",
          "profile --master M.wsv --target T.wsv [--geometry sci|sce] [--nocentroid] "
-         "[--ccf OUT.ccf] [--results-dir DIR] [--report FILE.txt] [--certificate FILE.pdf]",
+         "[--ccf OUT.ccf] [--results-dir DIR] [--report FILE.txt] [--certificate FILE.pdf] "
+         "[--paper a4|letter]",
          "profile the Target tile set to the Master and print the correlation grid", RunProfile},
         {"convert", "convert --ccf C.ccf --in T.wsv --out OUT.wsv",
          "correct a Target save set with a coefficient file", RunConvert},
         {"compare",
          "compare --master M.wsv --target T.wsv [--ccf C.ccf] [--sce] "
-         "[--report CompareReport.txt] [--certificate FILE.pdf]",
+         "[--report CompareReport.txt] [--certificate FILE.pdf] [--paper a4|letter] "
+         "[--company TEXT] [--operator TEXT] [--tileset TEXT]",
          "compare two fandecks and print the performance grid and verdict", RunCompare},
         {"tolerances", "tolerances [--single X] [--average Y] [--space cielab|hunter]",
          "show, or validate and write, Profiler.ini", RunTolerances},

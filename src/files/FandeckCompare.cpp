@@ -8,6 +8,14 @@ namespace tintara {
 
 namespace {
 
+// A fandeck's identification for the certificate: its last record's texts, as a tile set's.
+void KeepIdentity(GlobalVariables& ws, bool isMaster) {
+    (isMaster ? ws.MasterCompany : ws.TargetCompany) = ws.RecordCompany;
+    (isMaster ? ws.MasterSerial : ws.TargetSerial) = ws.RecordSerial;
+    (isMaster ? ws.MasterOperator : ws.TargetOperator) = ws.RecordOperator;
+    (isMaster ? ws.MasterTileSetSerial : ws.TargetTileSetSerial) = ws.RecordTileSetSerial;
+}
+
 constexpr const char* kDePattern = "##0.00";
 
 [[noreturn]] void ThrowUnreadable(const RWSaveSet& saveSets) {
@@ -62,6 +70,7 @@ std::string CompareFandecks(GlobalVariables& ws, RWSaveSet& saveSets, Utility& u
     ws.MasterSaveSetFile = masterFile;
     if (!saveSets.ReadMasterFandeck())
         ThrowUnreadable(saveSets);
+    KeepIdentity(ws, true);
     ws.MasterSaveSetLoaded = true;
     const std::size_t masterRecords = ws.MasterFandeckReflectance.Records();
 
@@ -92,10 +101,27 @@ std::string CompareFandecks(GlobalVariables& ws, RWSaveSet& saveSets, Utility& u
         }
         ws.CorrelatedFandeckReady = true;
     }
+    KeepIdentity(ws, false);
     ws.TargetSaveSetLoaded = true;
     utility.ProcessCorrelatedDeltas();
     ws.PerformanceDataReady = true;
     return warning;
+}
+
+void IdentifyComparison(GlobalVariables& ws, RWSaveSet& saveSets, Geometry printed,
+                        const CertificateHeader& header) {
+    for (std::string* status : {&ws.MasterStatus, &ws.TargetStatus}) {
+        if (status->size() >= 3 && (*status)[2] == 'B')
+            (*status)[2] = printed == Geometry::SCI ? 'I' : 'E';
+    }
+    saveSets.GetLastModifiedDate(ws.MasterSaveSetFile, true);
+    saveSets.GetLastModifiedDate(ws.TargetSaveSetFile, false);
+    if (!header.Company.empty())
+        ws.MasterCompany = ws.TargetCompany = header.Company;
+    if (!header.Operator.empty())
+        ws.MasterOperator = ws.TargetOperator = header.Operator;
+    if (!header.TileSet.empty())
+        ws.MasterTileSetSerial = ws.TargetTileSetSerial = header.TileSet;
 }
 
 bool ComparisonHolds(const GlobalVariables& ws, const RWSaveSet& saveSets, Geometry geometry) {

@@ -39,6 +39,22 @@ std::string CompareFandecks(GlobalVariables& ws, RWSaveSet& saveSets, Utility& u
                             const std::string& coefficientFile,
                             ProgressSink& progress = NullProgress());
 
+// What the header dialog asks for a certificate; an empty text keeps what the fandecks hold.
+struct CertificateHeader {
+    std::string Company;
+    std::string Operator;
+    std::string TileSet;
+};
+
+// After CompareFandecks (which keeps each fandeck's company, serial, operator and second name as
+// the Master/Target header texts, as a tile set's reading does): completes the identification
+// the performance certificate prints for the geometry `printed`. A status holding both geometries
+// ("B") is resolved to the one printed ("I" SCI, "E" SCE); the files' last-modified dates are
+// stamped; the header's non-empty texts replace company, operator and tile set on both sides.
+// Throws IoError when a file's date cannot be read.
+void IdentifyComparison(GlobalVariables& ws, RWSaveSet& saveSets, Geometry printed,
+                        const CertificateHeader& header);
+
 // Whether the comparison in SampleDeltas holds the geometry's group: both for a two-angle Master
 // fandeck, else the one its status names (third character "I": SCI, else SCE).
 bool ComparisonHolds(const GlobalVariables& ws, const RWSaveSet& saveSets, Geometry geometry);

@@ -1,10 +1,12 @@
 #include "report/PrintCertificate.h"
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 
 #include "report/ReportText.h"
 #include "workspace/Error.h"
+#include "workspace/Utf8Text.h"
 
 namespace tintara {
 
@@ -70,14 +72,15 @@ void PlaceWatermark(PageDescription& page, const std::filesystem::path& programD
         const JpegInfo info = ReadJpegInfo(file);
         PagePicture picture;
         picture.File = file;
-        picture.Width = kWatermarkWidth;
-        picture.Height = static_cast<int32_t>(static_cast<long long>(kWatermarkWidth) *
+        picture.Width = std::min(kWatermarkWidth, page.Paper.PrintableWidth());
+        picture.Height = static_cast<int32_t>(static_cast<long long>(picture.Width) *
                                               info.Height / info.Width);
         picture.X = (page.PageWidth - picture.Width) / 2;
         picture.Y = kWatermarkTop;
         if (page.Pages.empty())
             page.Pages.emplace_back();
-        page.Pages.front().Pictures.push_back(picture);
+        for (Page& each : page.Pages)
+            each.Pictures.push_back(picture);
     } catch (const Error& e) {
         page.Warnings.push_back(std::string("The watermark was left out: ") + e.what());
     }
@@ -116,6 +119,47 @@ void PrintHeaderBlock(PagePrinter& printer, const GlobalVariables& ws,
     printer.Print(" ");
 }
 
+std::string IdentificationSummary(const GlobalVariables& ws) {
+    return "Master Instrument: " + ws.MasterType + "   Status: " + ws.MasterStatus +
+           "    CalTile # " + ws.MasterSerial + "      Target Instrument: " + ws.TargetType +
+           "   Status: " + ws.TargetStatus + "    CalTile # " + ws.TargetSerial;
+}
+
+void PrintContinuationHeader(PagePrinter& printer, const GlobalVariables& ws,
+                             const std::vector<PrintLine>& captions) {
+    printer.Font = PageFont{"Times New Roman", 16.0, false, false};
+    printer.Print("Certificate of Instrument Performance");
+    printer.Font = PageFont{"Times New Roman", 9.0, false, false};
+    printer.Print(IdentificationSummary(ws));
+    printer.Print(" ");
+    for (const PrintLine& line : captions) {
+        printer.Font = line.Font;
+        printer.Print(line.Text);
+    }
+}
+
+void PrintTogether(PagePrinter& printer, const std::vector<PrintLine>& lines) {
+    int32_t height = 0;
+    for (const PrintLine& line : lines)
+        height += LineHeight(line.Font);
+    printer.KeepTogether(height);
+    for (const PrintLine& line : lines) {
+        printer.Font = line.Font;
+        printer.Print(line.Text);
+    }
+}
+
+std::vector<PrintLine> SignatureLines(double size, const std::string& dateText,
+                                      const PageSetup& paper) {
+    const std::string certified =
+        "Certified by : ___________________________ Name : ___________________________";
+    const std::string date = "                                           Date : " + dateText;
+    const std::size_t columns = std::max(TextColumns(certified), TextColumns(date));
+    const PageFont font{"Courier New", FitFixedPitch(size, columns, paper.PrintableWidth()), false,
+                        false};
+    return {{font, " "}, {font, " "}, {font, certified}, {font, " "}, {font, date}};
+}
+
 void PrintCertificate::CalculateAverageDE() {
     const AverageDE average = MeanTileDE(m_ws);
     AverageRawDE = average.Raw;
@@ -124,11 +168,11 @@ void PrintCertificate::CalculateAverageDE() {
 
 PageDescription PrintCertificate::PrintDocument() {
     RequireTileData(m_ws);
-    PageDescription page;
+    PageDescription page(Paper);
     page.Pages.emplace_back();
-    PlaceWatermark(page, ProgramDirectory);
 
-    PagePrinter printer(page, kPageMargin);
+    PagePrinter printer(page);
+    printer.FooterHeight = LineHeight(kPageNumberFont);
     const bool hunter = m_ws.ColorSpace != 0;
     PrintHeaderBlock(
         printer, m_ws,
@@ -142,28 +186,37 @@ PageDescription PrintCertificate::PrintDocument() {
          "This profile in no way changes the response characteristics of the instrument and "
          "therefore does not change the raw data coming from the instrument."});
 
-    printer.Font = PageFont{"Courier New", 12.0, false, false};
-    printer.Print("                     Actual Data             Correlated Data");
-    printer.Print(hunter ? "Tilename         DL    Da   Db   DE         DL    Da   Db   DE"
-                         : "Tilename         DL*   Da*  Db*  DE         DL*   Da*  Db*  DE");
-    printer.Print("-----------      ---   ---  ---  ---        ---   ---  ---  ---");
+    const PageFont courier12{"Courier New", 12.0, false, false};
+    const std::vector<PrintLine> captions = {
+        {courier12, "                     Actual Data             Correlated Data"},
+        {courier12, hunter ? "Tilename         DL    Da   Db   DE         DL    Da   Db   DE"
+                           : "Tilename         DL*   Da*  Db*  DE         DL*   Da*  Db*  DE"},
+        {courier12, "-----------      ---   ---  ---  ---        ---   ---  ---  ---"}};
+    for (const PrintLine& line : captions) {
+        printer.Font = line.Font;
+        printer.Print(line.Text);
+    }
+    printer.PageHeader = [this, &captions](PagePrinter& p) {
+        PrintContinuationHeader(p, m_ws, captions);
+    };
 
-    printer.Font.Size = 6.0;
+    printer.Font = PageFont{"Courier New", 6.0, false, false};
     for (int i = 0; i < m_ws.TileCount; ++i) {
         printer.Print(PadCut(m_ws.TileNames[i], 35) + DeltaColumns(m_ws.RawDE.Row(i)) +
                       std::string(17, ' ') + DeltaColumns(m_ws.FinalDE.Row(i)));
     }
 
     CalculateAverageDE();
-    printer.Font.Size = 12.0;
-    printer.Print("-----------                      ---                        ---");
-    printer.Print("Average DE            Actual ->" + AverageValue(AverageRawDE) +
-                  "         Correlated ->" + AverageValue(AverageFinalDE));
-    printer.Print(" ");
-    printer.Print(" ");
-    printer.Print("Certified by : ___________________________ Name : ___________________________");
-    printer.Print(" ");
-    printer.Print("                                           Date : " + DateText);
+    std::vector<PrintLine> closing = {
+        {courier12, "-----------                      ---                        ---"},
+        {courier12, "Average DE            Actual ->" + AverageValue(AverageRawDE) +
+                        "         Correlated ->" + AverageValue(AverageFinalDE)}};
+    for (PrintLine& line : SignatureLines(12.0, DateText, Paper))
+        closing.push_back(std::move(line));
+    PrintTogether(printer, closing);
+
+    PlaceWatermark(page, ProgramDirectory);
+    NumberPages(page, kPageNumberFont);
     return page;
 }
 

@@ -5,13 +5,15 @@
 
 #include "report/PrintCertificate.h"
 #include "report/ReportText.h"
+#include "workspace/Utf8Text.h"
 
 namespace tintara {
 
 void WriteProfileReport(const GlobalVariables& ws, std::ostream& out, const std::string& dateText) {
     RequireTileData(ws);
     std::ostringstream text;
-    auto line = [&text](const std::string& s) { text << s << "\r\n"; };
+    // Names print whole in some lines; a byte that is not UTF-8 must not reach the file as is.
+    auto line = [&text](const std::string& s) { text << ValidUtf8(s) << "\r\n"; };
 
     for (const auto& s : IdentificationLines("Master", MasterIdentification(ws)))
         line(s);
