@@ -133,18 +133,24 @@ void DrawText(const PageDescription& document, const PageText& text, QPainter& p
         metrics = QFontMetricsF(font, painter.device());
         natural = width(metrics);
     }
+    // A device that rounds sizes to whole pixels may still leave it too wide: condense the rest.
+    const double condense = natural > available && natural > 0 ? available / natural : 1.0;
+    natural *= condense;
     double x = text.X * devicePerTwip;
     if (text.Align == TextAlign::Right)
         x -= natural;
     else if (text.Align == TextAlign::Centre)
         x -= natural / 2;
+    painter.save();
     painter.setFont(font);
-    const QPointF origin(x, text.Y * devicePerTwip + metrics.ascent());
+    painter.translate(x, text.Y * devicePerTwip + metrics.ascent());
+    painter.scale(condense, 1.0);
     if (fixed) {
-        DrawFixedPitch(text.Text, origin, painter, metrics);
+        DrawFixedPitch(text.Text, QPointF(0, 0), painter, metrics);
     } else {
-        painter.drawText(origin, string);
+        painter.drawText(QPointF(0, 0), string);
     }
+    painter.restore();
 }
 
 QPageSize PaperOf(const PageDescription& document) {
