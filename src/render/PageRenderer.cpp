@@ -12,6 +12,8 @@
 #include <QPen>
 
 #include <algorithm>
+#include <cstdio>
+#include <map>
 
 #include "report/ReportText.h"
 #include "workspace/Error.h"
@@ -41,8 +43,18 @@ int32_t AvailableWidth(const PageDescription& document, const PageText& text) {
     return right - text.X;
 }
 
-void DrawPicture(const PagePicture& picture, QPainter& painter, double devicePerTwip) {
-    const QImage image(QString::fromStdString(picture.File.string()));
+// Pictures by file, loaded once per document: the PDF then holds one copy of a picture that
+// every page shows (the watermark), not one per page.
+using PictureCache = std::map<std::filesystem::path, QImage>;
+
+void DrawPicture(const PagePicture& picture, QPainter& painter, double devicePerTwip,
+                 PictureCache& pictures) {
+    auto found = pictures.find(picture.File);
+    if (found == pictures.end()) {
+        found = pictures.emplace(picture.File, QImage(QString::fromStdString(picture.File.string())))
+                    .first;
+    }
+    const QImage& image = found->second;
     if (image.isNull())
         return;
     // A plain copy of the picture, as printed under the text.
@@ -166,6 +178,12 @@ void EnsureGuiApplication() {
         return;
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
+    // The toolkit's own notes (a missing runtime folder and the like) are not the user's business
+    // on the command line; its errors still are.
+    qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& message) {
+        if (type == QtCriticalMsg || type == QtFatalMsg)
+            std::fprintf(stderr, "%s\n", message.toLocal8Bit().constData());
+    });
     static int argc = 1;
     static char name[] = "tintara";
     static char* argv[] = {name, nullptr};
@@ -200,13 +218,15 @@ QFont PageQFont(const PageFont& font) {
     return qfont;
 }
 
-void RenderPage(const PageDescription& document, const Page& page, QPainter& painter,
-                double devicePerTwip) {
+namespace {
+
+void PaintPage(const PageDescription& document, const Page& page, QPainter& painter,
+               double devicePerTwip, PictureCache& pictures) {
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setRenderHint(QPainter::SmoothPixmapTransform);
     for (const PagePicture& picture : page.Pictures)
-        DrawPicture(picture, painter, devicePerTwip);
+        DrawPicture(picture, painter, devicePerTwip, pictures);
     for (const PageRule& rule : page.Rules)
         DrawRule(rule, painter, devicePerTwip);
     painter.setPen(Qt::black);
@@ -215,17 +235,26 @@ void RenderPage(const PageDescription& document, const Page& page, QPainter& pai
     painter.restore();
 }
 
+}  // namespace
+
+void RenderPage(const PageDescription& document, const Page& page, QPainter& painter,
+                double devicePerTwip) {
+    PictureCache pictures;
+    PaintPage(document, page, painter, devicePerTwip, pictures);
+}
+
 void RenderDocument(const PageDescription& document, QPagedPaintDevice& device) {
     QPainter painter;
     if (!painter.begin(&device))
         throw Error("The page could not be started on the output device.");
     const double devicePerTwip = device.logicalDpiX() / static_cast<double>(kTwipsPerInch);
+    PictureCache pictures;
     bool first = true;
     for (const Page& page : document.Pages) {
         if (!first)
             device.newPage();
         first = false;
-        RenderPage(document, page, painter, devicePerTwip);
+        PaintPage(document, page, painter, devicePerTwip, pictures);
     }
     if (!painter.end())
         throw Error("The printed page could not be finished.");
