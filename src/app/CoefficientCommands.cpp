@@ -114,6 +114,8 @@ void ProfilerCommands::SaveProCompRep_Click() {
         if (file.empty())
             return;
         WriteProfileReport(m_ws, std::filesystem::path(file), ShortDate(Clock()));
+        // Where the report went, in the panel of the file status bar that names files.
+        SetStatus(StatusBarId::FileStatusBar, 3, FullFilePathText(file));
     });
 }
 

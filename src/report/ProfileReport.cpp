@@ -76,4 +76,10 @@ void WriteProfileReport(const GlobalVariables& ws, const std::filesystem::path& 
     SaveTextFile(file, text.str());
 }
 
+std::string FullFilePathText(const std::filesystem::path& file) {
+    std::error_code ec;
+    const std::filesystem::path full = std::filesystem::absolute(file, ec);
+    return "Full File Path is " + (ec ? file : full).string();
+}
+
 }  // namespace tintara
