@@ -76,9 +76,9 @@ int RunCompare(const Arguments& arguments, CommandContext& context) {
         WriteCompareReport(ws, std::filesystem::path(args.Value("--report")));
     }
     if (args.Has("--certificate")) {
-        IdentifyComparison(ws, saveSets, geometry,
-                           {args.Value("--company"), args.Value("--operator"),
-                            args.Value("--tileset")});
+        IdentifyComparison(
+            ws, saveSets, geometry,
+            {args.Value("--company"), args.Value("--operator"), args.Value("--tileset")});
         PrintPerformance certificate(ws);
         certificate.ProgramDirectory = ProgramDirectory();
         certificate.DateText = ShortDate(std::chrono::system_clock::now());

@@ -228,8 +228,16 @@ int RunDemo(const Arguments& arguments, CommandContext& context) {
     if (!args.Positionals().empty()) {
         throw UsageError("demo takes no file names; use --dir DIR");
     }
-    DemoRun run{context, args.Value("--dir", "tintara-demo"), DemoParameters{}, {}, {}, {}, {}, {},
-                {}, PaperOption(args)};
+    DemoRun run{context,
+                args.Value("--dir", "tintara-demo"),
+                DemoParameters{},
+                {},
+                {},
+                {},
+                {},
+                {},
+                {},
+                PaperOption(args)};
     const auto& steps = DemoSteps();
     for (std::size_t i = 0; i < steps.size(); ++i) {
         context.out << "== " << i + 1 << ". " << steps[i].title << " ==\n";

@@ -81,9 +81,9 @@ int RunProfile(const Arguments& arguments, CommandContext& context) {
                            ShortDate(std::chrono::system_clock::now()));
     }
     if (args.Has("--certificate")) {
-        WriteCertificate(ProfileCertificate(ws, ShortDate(std::chrono::system_clock::now()),
-                                            PaperOption(args)),
-                         args.Value("--certificate"), context);
+        WriteCertificate(
+            ProfileCertificate(ws, ShortDate(std::chrono::system_clock::now()), PaperOption(args)),
+            args.Value("--certificate"), context);
     }
 
     for (const auto& row : CorrelationGridRows(ws)) {

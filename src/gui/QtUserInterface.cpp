@@ -1,8 +1,6 @@
 #include "gui/QtUserInterface.h"
 
 #include <QApplication>
-#include <algorithm>
-#include <cmath>
 #include <QCursor>
 #include <QDir>
 #include <QFileDialog>
@@ -14,13 +12,15 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QTimer>
+#include <algorithm>
+#include <cmath>
 
 #include "app/HeaderDialogs.h"
 #include "app/ToleranceDialog.h"
 #include "gui/Dialogs.h"
 #include "gui/GridView.h"
-#include "render/PageRenderer.h"
 #include "gui/Profiler.h"
+#include "render/PageRenderer.h"
 #include "workspace/Error.h"
 
 namespace tintara::gui {

@@ -51,8 +51,9 @@ void DrawPicture(const PagePicture& picture, QPainter& painter, double devicePer
                  PictureCache& pictures) {
     auto found = pictures.find(picture.File);
     if (found == pictures.end()) {
-        found = pictures.emplace(picture.File, QImage(QString::fromStdString(picture.File.string())))
-                    .first;
+        found =
+            pictures.emplace(picture.File, QImage(QString::fromStdString(picture.File.string())))
+                .first;
     }
     const QImage& image = found->second;
     if (image.isNull())
@@ -263,8 +264,7 @@ void RenderDocument(const PageDescription& document, QPagedPaintDevice& device) 
 QImage RenderPageImage(const PageDescription& document, std::size_t pageIndex, double dpi) {
     const double devicePerTwip = dpi / kTwipsPerInch;
     QImage image(static_cast<int>(document.PageWidth * devicePerTwip + 0.5),
-                 static_cast<int>(document.PageHeight * devicePerTwip + 0.5),
-                 QImage::Format_RGB32);
+                 static_cast<int>(document.PageHeight * devicePerTwip + 0.5), QImage::Format_RGB32);
     const int dotsPerMetre = static_cast<int>(dpi / 0.0254 + 0.5);
     image.setDotsPerMeterX(dotsPerMetre);
     image.setDotsPerMeterY(dotsPerMetre);

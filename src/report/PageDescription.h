@@ -197,8 +197,8 @@ inline void NumberPages(PageDescription& document, const PageFont& font) {
     const int32_t right = document.PageWidth - document.Paper.MarginRight;
     for (std::size_t n = 0; n < count; ++n) {
         document.Pages[n].Texts.push_back(PageText{
-            right, y, font,
-            "Page " + std::to_string(n + 1) + " of " + std::to_string(count), TextAlign::Right});
+            right, y, font, "Page " + std::to_string(n + 1) + " of " + std::to_string(count),
+            TextAlign::Right});
     }
 }
 

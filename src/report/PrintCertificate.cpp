@@ -73,8 +73,8 @@ void PlaceWatermark(PageDescription& page, const std::filesystem::path& programD
         PagePicture picture;
         picture.File = file;
         picture.Width = std::min(kWatermarkWidth, page.Paper.PrintableWidth());
-        picture.Height = static_cast<int32_t>(static_cast<long long>(picture.Width) *
-                                              info.Height / info.Width);
+        picture.Height =
+            static_cast<int32_t>(static_cast<long long>(picture.Width) * info.Height / info.Width);
         picture.X = (page.PageWidth - picture.Width) / 2;
         picture.Y = kWatermarkTop;
         if (page.Pages.empty())

@@ -35,8 +35,8 @@ PageDescription PrintPerformance::Build(int firstColumn, const char* dataSetLine
     const PageFont courier12{"Courier New", 12.0, false, false};
     const std::vector<PrintLine> captions = {
         {courier12, dataSetLine},
-        {courier12, hunter ? "Sample Name       DL    Da   Db   DE"
-                           : "Sample Name       DL*   Da*  Db*  DE"},
+        {courier12,
+         hunter ? "Sample Name       DL    Da   Db   DE" : "Sample Name       DL*   Da*  Db*  DE"},
         {courier12, "-----------      ---   ---  ---  ---"}};
     for (const PrintLine& line : captions) {
         printer.Font = line.Font;
@@ -68,8 +68,8 @@ PageDescription PrintPerformance::Build(int firstColumn, const char* dataSetLine
     const PageFont courier10{"Courier New", 10.0, false, false};
     std::vector<PrintLine> closing = {
         {courier12, "-----------                      ---"},
-        {courier12,
-         "Average DE                     " + AverageValue(AverageDE) + (averageFails ? " <FAIL" : " ")},
+        {courier12, "Average DE                     " + AverageValue(AverageDE) +
+                        (averageFails ? " <FAIL" : " ")},
         {courier10, "Total Number of Samples  : " + PrintNumber(Passed + Failed)},
         {courier10, "Number of Samples PASSED : " + PrintNumber(Passed)},
         {courier10, "Number of Samples FAILED : " + PrintNumber(Failed)},
@@ -78,7 +78,8 @@ PageDescription PrintPerformance::Build(int firstColumn, const char* dataSetLine
         {courier10, "Single Sample DE Limit   : " + Format(m_ws.SingleSampleTolerance, "0.00")},
         {courier10, "Average Sample DE Limit  : " + Format(m_ws.AverageTolerance, "0.00")},
         // The verdict follows the average alone; failed single samples are reported above.
-        {courier10, std::string("The Target Instrument has") + (averageFails ? " FAILED" : " PASSED")}};
+        {courier10,
+         std::string("The Target Instrument has") + (averageFails ? " FAILED" : " PASSED")}};
     for (PrintLine& line : SignatureLines(10.0, DateText, Paper))
         closing.push_back(std::move(line));
     PrintTogether(printer, closing);

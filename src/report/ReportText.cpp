@@ -83,14 +83,22 @@ std::string ShortDate(int year, int month, int day) {
 }
 
 InstrumentIdentification MasterIdentification(const GlobalVariables& ws) {
-    return {ws.MasterType,     ws.MasterStatus,        ws.MasterSerial,
-            ws.MasterCompany,  ws.MasterOperator,      ws.MasterTileSetSerial,
+    return {ws.MasterType,
+            ws.MasterStatus,
+            ws.MasterSerial,
+            ws.MasterCompany,
+            ws.MasterOperator,
+            ws.MasterTileSetSerial,
             FileDate(ws.MasterFileTime, ws.MasterDate)};
 }
 
 InstrumentIdentification TargetIdentification(const GlobalVariables& ws) {
-    return {ws.TargetType,     ws.TargetStatus,        ws.TargetSerial,
-            ws.TargetCompany,  ws.TargetOperator,      ws.TargetTileSetSerial,
+    return {ws.TargetType,
+            ws.TargetStatus,
+            ws.TargetSerial,
+            ws.TargetCompany,
+            ws.TargetOperator,
+            ws.TargetTileSetSerial,
             FileDate(ws.TargetFileTime, ws.TargetDate)};
 }
 

@@ -40,13 +40,14 @@ std::string ShortDate(int year, int month, int day);
 // number printed after "CalTile # " is the instrument serial entered in the header dialog: it is
 // the number the lab's calibration tile is registered under.
 struct InstrumentIdentification {
-    std::string Name;         // MasterType / TargetType
-    std::string Status;       // MasterStatus / TargetStatus
-    std::string CalTile;      // MasterSerial / TargetSerial
-    std::string Company;      // MasterCompany / TargetCompany
-    std::string Operator;     // MasterOperator / TargetOperator
-    std::string TileSet;      // MasterTileSetSerial / TargetTileSetSerial
-    std::string LastUpdated;  // ShortDate of MasterFileTime / TargetFileTime, else MasterDate / TargetDate
+    std::string Name;      // MasterType / TargetType
+    std::string Status;    // MasterStatus / TargetStatus
+    std::string CalTile;   // MasterSerial / TargetSerial
+    std::string Company;   // MasterCompany / TargetCompany
+    std::string Operator;  // MasterOperator / TargetOperator
+    std::string TileSet;   // MasterTileSetSerial / TargetTileSetSerial
+    std::string
+        LastUpdated;  // ShortDate of MasterFileTime / TargetFileTime, else MasterDate / TargetDate
 };
 InstrumentIdentification MasterIdentification(const GlobalVariables& ws);
 InstrumentIdentification TargetIdentification(const GlobalVariables& ws);

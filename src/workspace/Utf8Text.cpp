@@ -114,7 +114,8 @@ std::string ValidUtf8(std::string_view text) {
     out.reserve(text.size());
     for (std::size_t at = 0; at < text.size();) {
         const Utf8Char ch = DecodeUtf8(text, at);
-        if (ch.CodePoint == kReplacement && ch.Bytes == 1 && static_cast<unsigned char>(text[at]) >= 0x80)
+        if (ch.CodePoint == kReplacement && ch.Bytes == 1 &&
+            static_cast<unsigned char>(text[at]) >= 0x80)
             out += EncodeUtf8(kReplacement);
         else
             out.append(text.substr(at, ch.Bytes));

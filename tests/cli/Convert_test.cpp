@@ -83,8 +83,9 @@ TEST_F(DemoRoad, ProfileBothGeometriesIntoOneFileThenConvertAndCompare) {
 
 TEST_F(DemoRoad, ThePerformanceCertificateIdentifiesBothFandecksOnTheAskedPaperWithoutADisplay) {
 #if !TINTARA_HAS_RENDERER
-    test::ExpectFailure(dir, "compare --master " + In("master-fandeck.wsv") + " --target " +
-                                 In("target-fandeck.wsv") + " --certificate " + In("c.pdf"),
+    test::ExpectFailure(dir,
+                        "compare --master " + In("master-fandeck.wsv") + " --target " +
+                            In("target-fandeck.wsv") + " --certificate " + In("c.pdf"),
                         1, "built without Qt");
     GTEST_SKIP() << "this build has no page renderer";
 #else
@@ -97,7 +98,9 @@ TEST_F(DemoRoad, ThePerformanceCertificateIdentifiesBothFandecksOnTheAskedPaperW
         noDisplay + "TINTARA_HOME=" + test::Quote(dir) + " " + test::Quote(test::CliPath()) +
             " compare --master " + In("master-fandeck.wsv") + " --target " +
             In("target-fandeck.wsv") + " --ccf " + In("demo.ccf") + " --certificate " +
-            In("c.pdf") + " --paper a4 --company 'Farbwerk M\xC3\xBC" "nchen GmbH' --operator "
+            In("c.pdf") +
+            " --paper a4 --company 'Farbwerk M\xC3\xBC"
+            "nchen GmbH' --operator "
             "'\xCE\x9D. \xCE\xA0\xCE\xB1\xCF\x80\xCE\xAC\xCF\x82' --tileset 'BCRA II 0932'",
         &run.Out, &run.Err);
     ASSERT_EQ(run.Status, 0) << run.Err;
@@ -127,9 +130,10 @@ TEST_F(DemoRoad, ThePerformanceCertificateIdentifiesBothFandecksOnTheAskedPaperW
               0);
     ASSERT_EQ(test::RunCommand("pdfinfo " + In("c.pdf"), &info), 0);
     EXPECT_NE(info.find("(letter)"), std::string::npos) << info;
-    test::ExpectFailure(dir, "compare --master " + In("master-fandeck.wsv") + " --target " +
-                                 In("target-fandeck.wsv") + " --certificate " + In("c.pdf") +
-                                 " --paper b5",
+    test::ExpectFailure(dir,
+                        "compare --master " + In("master-fandeck.wsv") + " --target " +
+                            In("target-fandeck.wsv") + " --certificate " + In("c.pdf") +
+                            " --paper b5",
                         2);
 #endif
 }

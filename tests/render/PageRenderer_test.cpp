@@ -23,14 +23,18 @@ namespace tintara {
 namespace {
 
 // Tile and sample names in Latin (German, Polish, French), Greek, Cyrillic and CJK.
-const std::vector<std::string> kNames = {
-    "Wei\xC3\x9F",
-    "Gr\xC3\xBCn gl\xC3\xA4nzend Fliese Nr. 10 \xC3\xA4\xC3\xB6\xC3\xBC",
-    "Rouge fonc\xC3\xA9",
-    "\xC5\xBB\xC3\xB3\xC5\x82ta p\xC5\x82ytka",                         // Żółta płytka
-    "\xCE\x9B\xCE\xB5\xCF\x85\xCE\xBA\xCF\x8C \xCF\x80\xCE\xBB\xCE\xB1\xCE\xBA\xCE\xAF\xCE\xB4\xCE\xB9\xCE\xBF",  // Λευκό πλακίδιο
-    "\xD0\x91\xD0\xB5\xD0\xBB\xD0\xB0\xD1\x8F \xD0\xBF\xD0\xBB\xD0\xB8\xD1\x82\xD0\xBA\xD0\xB0",  // Белая плитка
-    "\xE7\x99\xBD\xE8\x89\xB2\xE3\x82\xBF\xE3\x82\xA4\xE3\x83\xAB 7",  // 白色タイル 7
+const std::vector<std::string>
+    kNames =
+        {
+            "Wei\xC3\x9F",
+            "Gr\xC3\xBCn gl\xC3\xA4nzend Fliese Nr. 10 \xC3\xA4\xC3\xB6\xC3\xBC",
+            "Rouge fonc\xC3\xA9",
+            "\xC5\xBB\xC3\xB3\xC5\x82ta p\xC5\x82ytka",  // Żółta płytka
+            "\xCE\x9B\xCE\xB5\xCF\x85\xCE\xBA\xCF\x8C "
+            "\xCF\x80\xCE\xBB\xCE\xB1\xCE\xBA\xCE\xAF\xCE\xB4\xCE\xB9\xCE\xBF",  // Λευκό πλακίδιο
+            "\xD0\x91\xD0\xB5\xD0\xBB\xD0\xB0\xD1\x8F "
+            "\xD0\xBF\xD0\xBB\xD0\xB8\xD1\x82\xD0\xBA\xD0\xB0",  // Белая плитка
+            "\xE7\x99\xBD\xE8\x89\xB2\xE3\x82\xBF\xE3\x82\xA4\xE3\x83\xAB 7",  // 白色タイル 7
 };
 
 const char* const kLetter = "Letter";
@@ -176,12 +180,11 @@ TEST(PageRenderer, ALongPerformanceCertificateIdentifiesAndNumbersEveryPage) {
             for (const std::string& expected :
                  {std::string("Certificate of Instrument Performance"),
                   std::string("Master Instrument: Datacolor SF600 Plus"),
-                  std::string("Target Instrument: Color-Eye 7000A"),
-                  std::string("Status: LAIIUX"), std::string("CalTile # T-1185"),
-                  std::string("Sample Name DL* Da* Db* DE"),
+                  std::string("Target Instrument: Color-Eye 7000A"), std::string("Status: LAIIUX"),
+                  std::string("CalTile # T-1185"), std::string("Sample Name DL* Da* Db* DE"),
                   "Page " + std::to_string(n + 1) + " of " + count})
-                EXPECT_NE(text.find(expected), std::string::npos) << "page " << n + 1 << ": "
-                                                                  << expected;
+                EXPECT_NE(text.find(expected), std::string::npos)
+                    << "page " << n + 1 << ": " << expected;
             const bool last = n + 1 == pages.size();
             for (const char* closing : {"Single Sample DE Limit", "The Target Instrument has",
                                         "Certified by :", "Date : 2024-03-14"})
@@ -196,10 +199,10 @@ TEST(PageRenderer, ALongPerformanceCertificateIdentifiesAndNumbersEveryPage) {
                                    (file.parent_path() / "page").string() + "'"),
                   0);
         const auto lastPage = std::to_string(pages.size());
-        EXPECT_EQ(test::RunCommand("pdftoppm -r 50 -png -f " + lastPage + " -l " + lastPage +
-                                   " '" + file.string() + "' '" +
-                                   (file.parent_path() / "page").string() + "'"),
-                  0);
+        EXPECT_EQ(
+            test::RunCommand("pdftoppm -r 50 -png -f " + lastPage + " -l " + lastPage + " '" +
+                             file.string() + "' '" + (file.parent_path() / "page").string() + "'"),
+            0);
     }
 }
 

@@ -8,10 +8,10 @@
 #include <sstream>
 
 #include "report/PrintPerformance.h"
-#include "report/ReportText.h"
-#include "workspace/Utf8Text.h"
 #include "report/ReportFixtures.h"
+#include "report/ReportText.h"
 #include "workspace/Error.h"
+#include "workspace/Utf8Text.h"
 
 namespace tintara {
 namespace {
@@ -296,8 +296,10 @@ TEST_F(PerformanceCertificate, ALongFandeckRepeatsItsHeaderOnNumberedPagesAndEnd
         for (const auto& t : doc.Pages.back().Texts)
             last.push_back(t.Text);
         for (const std::string& line :
-             {std::string("Average DE") + B(22) + "0.75 <FAIL", "Number of Samples FAILED :  " + std::to_string(failed) + " ",
-              std::string("Single Sample DE Limit   : 1.00"), std::string("The Target Instrument has FAILED"),
+             {std::string("Average DE") + B(22) + "0.75 <FAIL",
+              "Number of Samples FAILED :  " + std::to_string(failed) + " ",
+              std::string("Single Sample DE Limit   : 1.00"),
+              std::string("The Target Instrument has FAILED"),
               std::string("                                           Date : 04/02/2024")})
             EXPECT_TRUE(Has(last, line)) << line;
     }
@@ -319,12 +321,10 @@ TEST(PrintCertificate, ALongTileSetContinuesOnNumberedPagesAndAWideNameKeepsTheC
         // Cut by columns, a wide character counting two: "色" would straddle column 35, so a
         // blank takes its place.
         const auto lines = doc.TextLines();
-        const auto tile = std::find_if(lines.begin(), lines.end(), [](const std::string& l) {
-            return l.starts_with("Grün");
-        });
+        const auto tile = std::find_if(lines.begin(), lines.end(),
+                                       [](const std::string& l) { return l.starts_with("Grün"); });
         ASSERT_NE(tile, lines.end());
-        EXPECT_TRUE(tile->starts_with("Grün glänzend Fliese Nr. 10 äöü 白  0.00"))
-            << *tile;
+        EXPECT_TRUE(tile->starts_with("Grün glänzend Fliese Nr. 10 äöü 白  0.00")) << *tile;
         EXPECT_EQ(TextColumns(*tile), 35u + TextColumns(DeltaColumns(ws.RawDE.Row(0))) * 2 + 17);
         // The signature lines are the widest; they are set small enough to fit.
         EXPECT_TRUE(lines[lines.size() - 2].ends_with("Date : 04/02/2024"));

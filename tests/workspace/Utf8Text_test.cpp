@@ -7,14 +7,14 @@ namespace tintara {
 namespace {
 
 TEST(Utf8Text, ColumnsCountCharactersWideOnesTwiceAndMarksNotAtAll) {
-    EXPECT_EQ(TextColumns("Wei\xC3\x9F"), 4u);                     // Weiß
-    EXPECT_EQ(TextColumns("\xC5\xBC\xC3\xB3\xC5\x82w"), 4u);         // żółw
+    EXPECT_EQ(TextColumns("Wei\xC3\x9F"), 4u);                               // Weiß
+    EXPECT_EQ(TextColumns("\xC5\xBC\xC3\xB3\xC5\x82w"), 4u);                 // żółw
     EXPECT_EQ(TextColumns("\xCE\x9B\xCE\xB5\xCF\x85\xCE\xBA\xCF\x8C"), 5u);  // Λευκό
     EXPECT_EQ(TextColumns("\xD0\x91\xD0\xB5\xD0\xBB\xD1\x8B\xD0\xB9"), 5u);  // Белый
-    EXPECT_EQ(TextColumns("\xE7\x99\xBD\xE8\x89\xB2"), 4u);         // 白色
-    EXPECT_EQ(TextColumns("\xEA\xB0\x80 \xEF\xBC\xA1"), 5u);        // Hangul, blank, full-width A
-    EXPECT_EQ(TextColumns("e\xCC\x81"), 1u);                        // e + combining acute
-    EXPECT_EQ(TextColumns("\xF0\xA0\x80\x80"), 2u);                 // CJK extension B
+    EXPECT_EQ(TextColumns("\xE7\x99\xBD\xE8\x89\xB2"), 4u);                  // 白色
+    EXPECT_EQ(TextColumns("\xEA\xB0\x80 \xEF\xBC\xA1"), 5u);  // Hangul, blank, full-width A
+    EXPECT_EQ(TextColumns("e\xCC\x81"), 1u);                  // e + combining acute
+    EXPECT_EQ(TextColumns("\xF0\xA0\x80\x80"), 2u);           // CJK extension B
 }
 
 TEST(Utf8Text, PadCutKeepsWholeCharactersAndExactColumns) {
@@ -37,9 +37,9 @@ TEST(Utf8Text, PadCutKeepsWholeCharactersAndExactColumns) {
 
 TEST(Utf8Text, IllFormedBytesBecomeReplacementCharactersNeverHalfASequence) {
     const std::string replacement = "\xEF\xBF\xBD";
-    EXPECT_EQ(ValidUtf8("a\xC3"), "a" + replacement);                    // cut sequence
-    EXPECT_EQ(ValidUtf8("\xBA!"), replacement + "!");                     // stray continuation
-    EXPECT_EQ(ValidUtf8("\xC0\xAF"), replacement + replacement);          // overlong '/'
+    EXPECT_EQ(ValidUtf8("a\xC3"), "a" + replacement);             // cut sequence
+    EXPECT_EQ(ValidUtf8("\xBA!"), replacement + "!");             // stray continuation
+    EXPECT_EQ(ValidUtf8("\xC0\xAF"), replacement + replacement);  // overlong '/'
     EXPECT_EQ(ValidUtf8("\xED\xA0\x80"), replacement + replacement + replacement);  // surrogate
     EXPECT_EQ(ValidUtf8("\xF0\x9F\x98\x80 ok"), "\xF0\x9F\x98\x80 ok");
     EXPECT_EQ(PadCutColumns("Fliese \xC3", 9), "Fliese " + replacement + " ");
