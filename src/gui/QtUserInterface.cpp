@@ -12,6 +12,7 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QTimer>
+
 #include <algorithm>
 #include <cmath>
 
