@@ -138,6 +138,18 @@ void PrintContinuationHeader(PagePrinter& printer, const GlobalVariables& ws,
     }
 }
 
+void StartTable(PagePrinter& printer, const GlobalVariables& ws,
+                const std::vector<PrintLine>& captions) {
+    for (const PrintLine& line : captions) {
+        printer.Font = line.Font;
+        printer.Print(line.Text);
+    }
+    printer.PageHeader = [&ws, captions](PagePrinter& p) {
+        PrintContinuationHeader(p, ws, captions);
+    };
+    printer.Font = PageFont{"Courier New", 6.0, false, false};
+}
+
 void PrintTogether(PagePrinter& printer, const std::vector<PrintLine>& lines) {
     int32_t height = 0;
     for (const PrintLine& line : lines)
@@ -192,15 +204,7 @@ PageDescription PrintCertificate::PrintDocument() {
         {courier12, hunter ? "Tilename         DL    Da   Db   DE         DL    Da   Db   DE"
                            : "Tilename         DL*   Da*  Db*  DE         DL*   Da*  Db*  DE"},
         {courier12, "-----------      ---   ---  ---  ---        ---   ---  ---  ---"}};
-    for (const PrintLine& line : captions) {
-        printer.Font = line.Font;
-        printer.Print(line.Text);
-    }
-    printer.PageHeader = [this, &captions](PagePrinter& p) {
-        PrintContinuationHeader(p, m_ws, captions);
-    };
-
-    printer.Font = PageFont{"Courier New", 6.0, false, false};
+    StartTable(printer, m_ws, captions);
     for (int i = 0; i < m_ws.TileCount; ++i) {
         printer.Print(PadCut(m_ws.TileNames[i], 35) + DeltaColumns(m_ws.RawDE.Row(i)) +
                       std::string(17, ' ') + DeltaColumns(m_ws.FinalDE.Row(i)));

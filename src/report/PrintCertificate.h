@@ -64,6 +64,11 @@ struct PrintLine {
 void PrintContinuationHeader(PagePrinter& printer, const GlobalVariables& ws,
                              const std::vector<PrintLine>& captions);
 
+// Prints the table's caption lines, makes every further page begin with the continuation header
+// and these captions, and sets the 6-point "Courier New" of the table's lines.
+void StartTable(PagePrinter& printer, const GlobalVariables& ws,
+                const std::vector<PrintLine>& captions);
+
 // The Master and Target on one line, as the further pages name them.
 std::string IdentificationSummary(const GlobalVariables& ws);
 

@@ -38,15 +38,7 @@ PageDescription PrintPerformance::Build(int firstColumn, const char* dataSetLine
         {courier12,
          hunter ? "Sample Name       DL    Da   Db   DE" : "Sample Name       DL*   Da*  Db*  DE"},
         {courier12, "-----------      ---   ---  ---  ---"}};
-    for (const PrintLine& line : captions) {
-        printer.Font = line.Font;
-        printer.Print(line.Text);
-    }
-    printer.PageHeader = [this, &captions](PagePrinter& p) {
-        PrintContinuationHeader(p, m_ws, captions);
-    };
-
-    printer.Font = PageFont{"Courier New", 6.0, false, false};
+    StartTable(printer, m_ws, captions);
     Passed = 0;
     Failed = 0;
     for (int32_t s = 0; s < m_ws.SampleCount; ++s) {
