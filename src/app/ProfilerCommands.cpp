@@ -11,6 +11,7 @@
 #include "app/ToleranceDialog.h"
 #include "engine/Tolerances.h"
 #include "workspace/Error.h"
+#include "workspace/ProgramFiles.h"
 
 namespace tintara {
 
@@ -219,9 +220,9 @@ void ProfilerCommands::Form_Activate() {
     if (m_ws.WindowInitialised)
         return;
     if (!m_ui.InitialiseWindow()) {
-        Message("File Read Error", "The picture " +
-                                       (m_programFolder / "Profiler_Background.jpg").string() +
-                                       " could not be loaded");
+        Message("File Read Error",
+                "The picture " + ProgramFile(m_programFolder, "Profiler_Background.jpg").string() +
+                    " could not be loaded");
     }
     m_ui.LetEventsRun();
     m_ws.WindowInitialised = true;

@@ -42,7 +42,9 @@ class ProfilerCommands {
     // First line of every save-set read problem.
     static constexpr const char* kReadProblem = "There is a problem with the Save_Set File ";
 
-    // `programFolder` holds Profiler.ini (unless TINTARA_HOME names another) and the pictures.
+    // `programFolder` is the executable's folder: Profiler.ini (unless TINTARA_HOME names another)
+    // and the pictures (ProgramFile: beside it, or installed in ../share/tintara) are found from
+    // it.
     ProfilerCommands(GlobalVariables& ws, UserInterface& ui, std::filesystem::path programFolder);
     ~ProfilerCommands();
     ProfilerCommands(const ProfilerCommands&) = delete;

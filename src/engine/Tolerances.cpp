@@ -14,6 +14,7 @@
 
 #include "workspace/Error.h"
 #include "workspace/NumberFormat.h"
+#include "workspace/ProgramFiles.h"
 
 namespace tintara {
 
@@ -187,9 +188,13 @@ ProfilerIniLocation LocateProfilerIni(const std::filesystem::path& programDirect
         return location;
     }
     const std::filesystem::path beside = programDirectory / name;
+    // An installed program ships a copy with the defaults in its data folder, read last.
+    const auto shipped = ProgramDataFolder(programDirectory);
     if (::access(programDirectory.c_str(), W_OK) == 0) {
         location.WritePath = beside;
         location.ReadPaths = {beside};
+        if (shipped)
+            location.ReadPaths.push_back(*shipped / name);
         return location;
     }
     // An installed program: the user's own copy, falling back to the one installed beside it.
@@ -203,6 +208,8 @@ ProfilerIniLocation LocateProfilerIni(const std::filesystem::path& programDirect
     }
     location.WritePath = config / name;
     location.ReadPaths = {location.WritePath, beside};
+    if (shipped)
+        location.ReadPaths.push_back(*shipped / name);
     return location;
 }
 

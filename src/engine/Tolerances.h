@@ -67,8 +67,9 @@ struct ProfilerIniLocation {
 };
 // The rule: $TINTARA_HOME when set and not empty; else the program's directory when it can be
 // written; else $XDG_CONFIG_HOME/tintara (or $HOME/.config/tintara), which is then read first,
-// with the program directory's copy as the fallback. Environment values are passed in so that
-// the rule can be tested; an empty optional means "not set".
+// with the program directory's copy as the fallback. An installed program's data folder
+// (ProgramDataFolder) holds a copy with the defaults, read last. Environment values are passed in
+// so that the rule can be tested; an empty optional means "not set".
 ProfilerIniLocation LocateProfilerIni(const std::filesystem::path& programDirectory,
                                       const std::optional<std::string>& tintaraHome,
                                       const std::optional<std::string>& xdgConfigHome,

@@ -63,7 +63,8 @@ class BackgroundCanvas : public QWidget {
 class Profiler : public QMainWindow {
     Q_OBJECT
   public:
-    // `programFolder` holds the pictures and, unless TINTARA_HOME names another, Profiler.ini.
+    // `programFolder` is the executable's folder, from which the pictures and, unless
+    // TINTARA_HOME names another, Profiler.ini are found.
     Profiler(GlobalVariables& ws, const QString& programFolder, QWidget* parent = nullptr);
     ~Profiler() override;
 

@@ -23,6 +23,7 @@
 #include "gui/Profiler.h"
 #include "render/PageRenderer.h"
 #include "workspace/Error.h"
+#include "workspace/ProgramFiles.h"
 
 namespace tintara::gui {
 
@@ -112,7 +113,8 @@ QtUserInterface::~QtUserInterface() {
 }
 
 QString QtUserInterface::PicturePath() const {
-    return QDir(m_window.ProgramFolder()).filePath(QString::fromLatin1(kBackgroundPicture));
+    const auto file = ProgramFile(m_window.ProgramFolder().toStdString(), kBackgroundPicture);
+    return QString::fromStdString(file.string());
 }
 
 // ---- busy state ----

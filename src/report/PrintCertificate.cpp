@@ -6,6 +6,7 @@
 
 #include "report/ReportText.h"
 #include "workspace/Error.h"
+#include "workspace/ProgramFiles.h"
 #include "workspace/Utf8Text.h"
 
 namespace tintara {
@@ -67,7 +68,7 @@ JpegInfo ReadJpegInfo(const std::filesystem::path& file) {
 }
 
 void PlaceWatermark(PageDescription& page, const std::filesystem::path& programDirectory) {
-    const auto file = programDirectory / kWatermarkName;
+    const auto file = ProgramFile(programDirectory, kWatermarkName);
     try {
         const JpegInfo info = ReadJpegInfo(file);
         PagePicture picture;

@@ -1,6 +1,8 @@
 // Profiler.ini: reading with fallbacks, the written form, the scroll bars and where the file lives.
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
 #include <sstream>
 
 #include "engine/Tolerances.h"
@@ -116,6 +118,41 @@ TEST(Tolerances, LocationRulesAndLoadingWithTheUsersCopyFirstAndDefaultsWhenMiss
               (ToleranceSettings{0.5, 0.5, 0}));
     EXPECT_STREQ(kToleranceReadTitle, "File Read Error");
     EXPECT_STREQ(kToleranceReadText, "Error reading Tolerance defaults");
+}
+
+TEST(Tolerances, AnInstalledProgramReadsTheShippedProfilerIniLast) {
+    const auto dir = test::ScratchDir("ToleranceShippedIni");
+    const auto bin = dir / "usr" / "bin", data = dir / "usr" / "share" / "tintara";
+    fs::create_directories(bin);
+    fs::create_directories(data);
+    // Writable program folder (a copy unpacked by a user): beside, then the shipped defaults.
+    const auto own = LocateProfilerIni(bin, std::nullopt, std::string("/cfg"), "/h");
+    EXPECT_EQ(own.WritePath, bin / "Profiler.ini");
+    EXPECT_EQ(own.ReadPaths, (std::vector<fs::path>{bin / "Profiler.ini", data / "Profiler.ini"}));
+    // TINTARA_HOME names the one file, nothing else.
+    EXPECT_EQ(LocateProfilerIni(bin, (dir / "home").string(), "/cfg", "/h").ReadPaths,
+              (std::vector<fs::path>{dir / "home" / "Profiler.ini"}));
+
+    WriteTolerances(data / "Profiler.ini", ToleranceSettings{0.8, 0.4, 2});
+    GlobalVariables ws;
+    EXPECT_FALSE(LoadTolerances(ws, own).ErrorNoted);
+    EXPECT_EQ(ToleranceSettings({ws.SingleSampleTolerance, ws.AverageTolerance, ws.ColorSpace}),
+              (ToleranceSettings{0.8, 0.4, 2}));
+    WriteTolerances(own.WritePath, ToleranceSettings{1.0, 1.5, 0});
+    EXPECT_FALSE(LoadTolerances(ws, own).ErrorNoted);
+    EXPECT_EQ(ws.AverageTolerance, 1.5);
+}
+
+TEST(Tolerances, TheShippedProfilerIniHoldsTheDefaultsInTheWrittenForm) {
+    const auto shipped =
+        fs::path(TINTARA_TEST_DATA).parent_path().parent_path() / "packaging" / "Profiler.ini";
+    const ToleranceReadResult read = ReadTolerances(shipped);
+    EXPECT_FALSE(read.ErrorNoted) << read.Detail;
+    EXPECT_EQ(read.Settings, (ToleranceSettings{0.5, 0.5, 0}));
+    std::ostringstream written;
+    WriteTolerances(written, read.Settings);
+    std::ifstream in(shipped, std::ios::binary);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), written.str());
 }
 
 }  // namespace
