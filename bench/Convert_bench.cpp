@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 #include <filesystem>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -11,7 +12,6 @@
 #include "engine/Utility.h"
 #include "files/CCFReadWrite.h"
 #include "files/DemoData.h"
-#include "files/FandeckCompare.h"
 #include "files/ProfileCorrector.h"
 #include "files/RWSaveSet.h"
 #include "files/SaveSetLibrary.h"
@@ -80,6 +80,20 @@ Fixture& Data() {
     return fixture;
 }
 
+// What Generate > Correlated SaveSet does with both fandecks and the coefficient file chosen.
+void ReadConvertAndCompare(GlobalVariables& ws, RWSaveSet& saveSets, Utility& utility,
+                           const Fixture& f) {
+    ws.MasterSaveSetFile = f.master.string();
+    if (!saveSets.ReadMasterFandeck())
+        throw std::runtime_error(saveSets.LastError());
+    ws.MasterSaveSetLoaded = true;
+    ws.CoefficientFile = f.ccf.string();
+    if (saveSets.ReadFandeckandBuildCorrelatedData(f.target.string()) !=
+        RWSaveSet::kCorrelationDone)
+        throw std::runtime_error(saveSets.LastError());
+    utility.ProcessCorrelatedDeltas();
+}
+
 // Read both fandecks, correct the Target with the coefficient file, compute the deltas of every
 // sample in both geometries, write the correlated fandeck.
 void BM_ConvertFandeck100kEndToEnd(benchmark::State& state) {
@@ -88,8 +102,7 @@ void BM_ConvertFandeck100kEndToEnd(benchmark::State& state) {
         GlobalVariables ws;
         RWSaveSet saveSets(ws);
         Utility utility(ws);
-        CompareFandecks(ws, saveSets, utility, f.master.string(), f.target.string(),
-                        f.ccf.string());
+        ReadConvertAndCompare(ws, saveSets, utility, f);
         ws.CorrelatedSaveSetFile = f.output.string();
         saveSets.WriteCorrelatedResults();
         benchmark::DoNotOptimize(ws.SampleDeltas(kRecords, 7));
@@ -116,7 +129,7 @@ void BM_CorrelatedDeltas100k(benchmark::State& state) {
     GlobalVariables ws;
     RWSaveSet saveSets(ws);
     Utility utility(ws);
-    CompareFandecks(ws, saveSets, utility, f.master.string(), f.target.string(), f.ccf.string());
+    ReadConvertAndCompare(ws, saveSets, utility, f);
     for (auto _ : state) {
         utility.ProcessCorrelatedDeltas();
         benchmark::DoNotOptimize(ws.SampleDeltas(kRecords, 7));

@@ -102,18 +102,28 @@ void ProfilerCommands::CorrelationFileMenu_Click() {
         m_ws.CoefficientsLoaded = true;
         SetStatus(StatusBarId::FileStatusBar, 3,
                   "Coefficients File is " + std::filesystem::path(file).filename().string());
-        // Read when applied, not here.
+        // Read when applied, not here; Generate becomes usable in whatever order files came.
+        UpdateCommandState(m_ws, m_menu);
         m_ui.LetEventsRun();
     });
 }
 
+bool ProfilerCommands::CoefficientsOnShow() {
+    if (m_ws.CoefficientsCalculated)
+        return true;
+    Message("Warning", "Coefficients have not been calculated");
+    return false;
+}
+
 void ProfilerCommands::SaveProCompRep_Click() {
     Guarded([&] {
+        if (!CoefficientsOnShow())
+            return;
         const std::string file =
             ChooseFile(FileDialogMode::Save, "Profile Report | *.txt", kProfileReportName);
         if (file.empty())
             return;
-        WriteProfileReport(m_ws, std::filesystem::path(file), ShortDate(Clock()));
+        WriteProfileReport(m_ws, std::filesystem::path(file), Today());
         // Where the report went, in the panel of the file status bar that names files.
         SetStatus(StatusBarId::FileStatusBar, 3, FullFilePathText(file));
     });
@@ -121,11 +131,13 @@ void ProfilerCommands::SaveProCompRep_Click() {
 
 void ProfilerCommands::ToPrinter_Click() {
     Guarded([&] {
+        if (!CoefficientsOnShow())
+            return;
         if (!m_ui.ShowPrintDialog())
             return;
         PrintCertificate certificate(m_ws);
         certificate.ProgramDirectory = m_programFolder;
-        certificate.DateText = ShortDate(Clock());
+        certificate.DateText = Today();
         certificate.Paper = m_ui.PrintPaper();
         const PageDescription document = certificate.PrintDocument();
         m_ui.LetEventsRun();

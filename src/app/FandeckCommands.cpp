@@ -29,13 +29,14 @@ void ProfilerCommands::MasterInstrumentSaveSet_Click() {
             m_ws.MasterSaveSetFile = file;
             if (!m_saveSets.ReadMasterFandeck())
                 throw IoError(m_saveSets.LastError());
-            SetStatus(StatusBarId::InstrumentBar, 1,
-                      "Master : " + m_ws.MasterType + "   /   " + m_ws.MasterStatus);
+            SetStatus(
+                StatusBarId::InstrumentBar, 1,
+                "Master : " + m_ws.MasterFandeck.Type + "   /   " + m_ws.MasterFandeck.Status);
             SetStatus(StatusBarId::FileStatusBar, 1, "Master SaveSet is " + FileTitle(file));
             m_ws.MasterSaveSetLoaded = true;
-        } catch (const std::exception&) {
+        } catch (const std::exception& error) {
             m_ws.MasterSaveSetFile = previous;
-            FileNotAccessible();
+            FileNotAccessible(error.what());
         }
     });
 }
@@ -54,8 +55,8 @@ void ProfilerCommands::TargetInstrumentSaveSet_Click() {
             UpdateCommandState(m_ws, m_menu);
             m_menu.SetEnabled(CommandId::CorrelatedTargetInstrumentSaveSet, true);
             SetStatus(StatusBarId::FileStatusBar, 2, "Target SaveSet is " + FileTitle(file));
-        } catch (const std::exception&) {
-            FileNotAccessible();
+        } catch (const std::exception& error) {
+            FileNotAccessible(error.what());
         }
     });
 }
@@ -68,8 +69,8 @@ void ProfilerCommands::CorrelatedTargetInstrumentSaveSet_Click() {
                 RequireReachable(file);
                 m_ws.CorrelatedSaveSetFile = file;
                 m_ws.CorrelatedSaveSetLoaded = true;
-            } catch (const std::exception&) {
-                FileNotAccessible();
+            } catch (const std::exception& error) {
+                FileNotAccessible(error.what());
                 return;
             }
         }
@@ -85,14 +86,11 @@ void ProfilerCommands::SaveCorrelatedFandeck_Click() {
             m_ws.CorrelatedSaveSetFile = file;
             m_ws.CorrelatedSaveSetLoaded = true;
         }
-        // Also after a cancel the correlated results are written, to the file chosen last.
         UpdateCommandState(m_ws, m_menu);
         m_ui.LetEventsRun();
-        if (m_ws.CorrelatedSaveSetFile.empty()) {
-            Message("File I/O Error",
-                    "No file has been chosen for the Correlated Fandeck - nothing was saved");
+        // Only a file the user chose now is written; a cancelled dialog writes nothing.
+        if (file.empty())
             return;
-        }
         if (!m_ws.CorrelatedFandeckReady || m_ws.CorrelatedFandeckReflectance.Records() == 0) {
             Message("Data Error",
                     "There is no Correlated Fandeck data to save - convert a fandeck first");
@@ -112,13 +110,19 @@ void ProfilerCommands::GenerateConvData_Click() {
             const int16_t result = BuildCorrelatedData();
             if (result == kConversionDone) {
                 m_conversionFailed = false;
+                SetStatus(StatusBarId::FileStatusBar, 2,
+                          "Target SaveSet is " + FileTitle(m_ws.TargetSaveSetFile) +
+                              " - Converted with " + FileTitle(m_ws.CoefficientFile) + " (" +
+                              std::to_string(m_ws.CorrelatedFandeckReflectance.Records()) +
+                              " records)");
             } else if (result == kInstrumentMismatch) {
                 const ProfileInstruments profile = ProfileInstrumentTypes();
                 Message("Instuments do NOT Match",
                         "Profile Master - " + profile.Master + "\r\nProfile Target - " +
-                            profile.Target + "\r\nSaveSet Instrument - " + m_ws.TargetType);
+                            profile.Target + "\r\nSaveSet Instrument - " + m_ws.TargetFandeck.Type);
             } else if (result == kFandeckUnreadable) {
-                m_ws.LastResult = Message("File Read Error", ConversionProblem());
+                m_ws.LastResult = Message("File Read Error", kReadProblem, MessageIcon::Exclamation,
+                                          m_saveSets.LastError());
             }
         }
         UpdateCommandState(m_ws, m_menu);
@@ -142,7 +146,8 @@ void ProfilerCommands::GenerateCSS_Click() {
             return;
         }
         if (result == kFandeckUnreadable) {
-            m_ws.LastResult = Message("File Read Error", ConversionProblem());
+            m_ws.LastResult = Message("File Read Error", kReadProblem, MessageIcon::Exclamation,
+                                      m_saveSets.LastError());
             return;
         }
         if (result == kConversionDone && m_ws.MasterSaveSetLoaded && m_ws.CorrelatedFandeckReady) {
@@ -151,7 +156,8 @@ void ProfilerCommands::GenerateCSS_Click() {
             m_paint.Window = m_ui.WindowArea();
             m_paint.BuildEmptyCompareGrid(m_ws.SampleCount + 2);
             m_ui.LetEventsRun();
-            const bool sce = m_ws.MasterStatus.size() >= 3 && m_ws.MasterStatus[2] == 'E';
+            const std::string& status = m_ws.MasterFandeck.Status;
+            const bool sce = status.size() >= 3 && status[2] == 'E';
             ShowCompareView(!sce);
             UpdateCommandState(m_ws, m_menu);
         }
@@ -159,6 +165,12 @@ void ProfilerCommands::GenerateCSS_Click() {
 }
 
 void ProfilerCommands::ShowCompareView(bool sci) {
+    // The grid on show may be the tile sets' correlation grid: lay the compare grid out for the
+    // samples there are before filling it.
+    if (m_grid.Cols() != 9 || m_grid.Rows() != m_ws.SampleCount + 3) {
+        m_paint.Window = m_ui.WindowArea();
+        m_paint.BuildEmptyCompareGrid(m_ws.SampleCount + 2);
+    }
     if (sci) {
         m_paint.ShowSCIGridData();
     } else {
@@ -176,8 +188,13 @@ void ProfilerCommands::InstrumentPerformance_Click() {
         m_ui.LetEventsRun();
         PrintPerformance certificate(m_ws);
         certificate.ProgramDirectory = m_programFolder;
-        certificate.DateText = ShortDate(Clock());
+        certificate.DateText = Today();
         certificate.Paper = m_ui.PrintPaper();
+        // The instruments compared are the fandecks'.
+        certificate.Master = FandeckIdentification(m_ws.MasterFandeck, m_ws.PerformanceShowsSCI,
+                                                   PerformanceHeader);
+        certificate.Target = FandeckIdentification(m_ws.TargetFandeck, m_ws.PerformanceShowsSCI,
+                                                   PerformanceHeader);
         const PageDescription document = m_ws.PerformanceShowsSCI
                                              ? certificate.PrintSCIPerformanceData()
                                              : certificate.PrintSCEPerformanceData();

@@ -62,20 +62,29 @@ ProfilerCommands::~ProfilerCommands() = default;
 // ---- shared plumbing ----
 
 int16_t ProfilerCommands::Message(const std::string& title, const std::string& text,
-                                  MessageIcon icon) {
-    return m_ui.ShowMessage(MessageBoxRequest{title, text, icon, MessageButtons::Ok});
+                                  MessageIcon icon, const std::string& detail) {
+    return m_ui.ShowMessage(MessageBoxRequest{title, text, icon, MessageButtons::Ok, detail});
 }
 
 std::string ProfilerCommands::ChooseFile(FileDialogMode mode, const std::string& filter,
                                          const std::string& fileName) {
-    std::string chosen = m_ui.ChooseFile(FileDialogRequest{mode, filter, fileName});
-    if (!chosen.empty()) {
+    return ChooseFile(FileDialogRequest{mode, filter, fileName});
+}
+
+std::string ProfilerCommands::ChooseFile(const FileDialogRequest& request) {
+    std::string chosen = m_ui.ChooseFile(request);
+    if (!chosen.empty() && !m_currentFolderFixed) {
         // The host's file dialog moved the current folder to where the user went.
         const auto folder = std::filesystem::path(chosen).parent_path();
         if (!folder.empty())
             m_currentFolder = folder;
     }
     return chosen;
+}
+
+void ProfilerCommands::FixCurrentFolder(std::filesystem::path folder) {
+    m_currentFolder = std::move(folder);
+    m_currentFolderFixed = true;
 }
 
 void ProfilerCommands::SetStatus(StatusBarId bar, int panel, const std::string& text) {
@@ -96,8 +105,9 @@ void ProfilerCommands::ShowGridButtons() {
     m_ui.Redraw();
 }
 
-bool ProfilerCommands::FileNotAccessible() {
-    m_ws.LastResult = Message("File I/O Error", "File is NOT accessable");
+bool ProfilerCommands::FileNotAccessible(const std::string& detail) {
+    m_ws.LastResult =
+        Message("File I/O Error", "File is NOT accessable", MessageIcon::Exclamation, detail);
     return false;
 }
 
@@ -256,7 +266,9 @@ void ProfilerCommands::RawDataCommand_Click() {
 void ProfilerCommands::ShowPerformanceView(bool sci) {
     Guarded([&] {
         m_paint.ViewSwitchEnabled = m_menu.Enabled(CommandId::DisplayCommand);
-        m_performance.CompareReportFile = m_currentFolder / kCompareReportName;
+        m_performance.CompareReportFile =
+            CompareReportFile.value_or(m_currentFolder / kCompareReportName);
+        m_performance.WriteReport = WriteCompareReport;
         if (sci) {
             m_performance.ShowSCIPerformanceData();
         } else {
@@ -287,8 +299,16 @@ void ProfilerCommands::LoadToleranceDefaults() {
                                       Environment("XDG_CONFIG_HOME"), Environment("HOME"));
     const ToleranceReadResult result = LoadTolerances(m_ws, m_iniLocation);
     m_utility.PLM.SetColorSpace(m_ws.ColorSpace);
-    if (result.ErrorNoted)
-        Message(kToleranceReadTitle, kToleranceReadText, MessageIcon::None);
+    if (!result.ErrorNoted)
+        return;
+    if (QuietWithoutProfilerIni) {
+        bool exists = false;
+        for (const auto& path : m_iniLocation.ReadPaths)
+            exists = exists || std::filesystem::exists(path);
+        if (!exists)
+            return;
+    }
+    Message(kToleranceReadTitle, kToleranceReadText, MessageIcon::None, result.Detail);
 }
 
 void ProfilerCommands::SetTolerances_Click() {

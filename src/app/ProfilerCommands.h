@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "app/MenuState.h"
@@ -15,6 +16,7 @@
 #include "files/RWSaveSet.h"
 #include "report/CompareReport.h"
 #include "report/Paint.h"
+#include "report/ReportText.h"
 #include "report/ResultGridModel.h"
 #include "workspace/GlobalVariables.h"
 #include "workspace/MakeSensorList.h"
@@ -108,21 +110,52 @@ class ProfilerCommands {
     const std::filesystem::path& CurrentFolder() const { return m_currentFolder; }
     // Set by the conversion command: true unless the last conversion succeeded.
     bool ConversionFailed() const { return m_conversionFailed; }
+    // Set by the coefficient save: true when the last one wrote the coefficient file.
+    bool CoefficientsSaved() const { return m_coefficientsSaved; }
 
     // The clock for the profile dates (tests fix it).
     std::function<std::chrono::system_clock::time_point()> Clock = [] {
         return std::chrono::system_clock::now();
     };
+    // The one rendering of a date on reports and certificates: the user's short date format,
+    // which the window takes from its locale; by default the C library's locale ("%x").
+    std::function<std::string(std::chrono::system_clock::time_point)> DateText = [](auto when) {
+        return ShortDate(when);
+    };
+    // Today, as every report and certificate prints it.
+    std::string Today() const { return DateText(Clock()); }
+    // What the performance certificate prints for company, operator and tile set in place of
+    // what the fandecks hold (the command line's --company, --operator, --tileset); empty: theirs.
+    CertificateHeader PerformanceHeader;
+
+    // The command line's current folder: fixed (result save sets are written there), however
+    // file dialogs are answered.
+    void FixCurrentFolder(std::filesystem::path folder);
+    // Where the SCI performance view writes the compare report; by default CompareReport.txt in
+    // the current folder. Empty optional with WriteCompareReport false: no report.
+    std::optional<std::filesystem::path> CompareReportFile;
+    bool WriteCompareReport = true;
+    // The command line runs on the defaults without a word when there is no Profiler.ini at all
+    // (a damaged one is still reported); the window always says so.
+    bool QuietWithoutProfilerIni = false;
 
   private:
     int16_t Message(const std::string& title, const std::string& text,
-                    MessageIcon icon = MessageIcon::Exclamation);
+                    MessageIcon icon = MessageIcon::Exclamation, const std::string& detail = "");
     std::string ChooseFile(FileDialogMode mode, const std::string& filter,
                            const std::string& fileName = "");
+    std::string ChooseFile(const FileDialogRequest& request);
+    // The question asked before coefficients are saved into an existing coefficient file of
+    // these instruments (what the merge will keep and replace); empty when there is none to ask.
+    std::string MergeQuestion(const std::string& file) const;
     void SetStatus(StatusBarId bar, int panel, const std::string& text);
     void ShowInstrumentPanels();
     void ShowGridButtons();
-    bool FileNotAccessible();
+    // "File is NOT accessable", with the reason as the detail text.
+    bool FileNotAccessible(const std::string& detail = "");
+    // The certificate and the component report belong to coefficients calculated for the tile
+    // sets now loaded; otherwise the user is told and false comes back.
+    bool CoefficientsOnShow();
     // Runs `body`, showing any failure that escapes it (see the class comment).
     void Guarded(const std::function<void()>& body);
     bool GeometryChoiceNeeded(const std::filesystem::path& file) const;
@@ -132,8 +165,6 @@ class ProfilerCommands {
     // Hands the coefficient file to the correction object and converts the Target fandeck;
     // returns one of the conversion results. On success the correlated fandeck is ready.
     int16_t BuildCorrelatedData();
-    // Why the last conversion could not read its files.
-    std::string ConversionProblem() const;
     struct ProfileInstruments {
         std::string Master, Target;
     };
@@ -153,7 +184,9 @@ class ProfilerCommands {
     CCFReadWrite m_ccf;
     RWSaveSet m_saveSets;
     ProfilerIniLocation m_iniLocation;
+    bool m_currentFolderFixed = false;
     bool m_conversionFailed = false;
+    bool m_coefficientsSaved = false;
 };
 
 }  // namespace tintara

@@ -66,12 +66,17 @@ void ProfilerCommands::MasterInstrumentTileSet_Click() {
                 bool failed = false;
                 m_saveSets.ReadWSVRecord(file, true, failed);
                 if (failed) {
+                    // The tile arrays may have been re-dimensioned: nothing is left to profile.
+                    m_ws.MasterTilesSelected = false;
+                    m_ws.TargetTilesSelected = false;
+                    m_ws.CoefficientsCalculated = false;
                     m_ws.LastResult =
                         Message("File Read Error",
                                 std::string(kReadProblem) +
                                     "\r\n\r\nIt may be Corrupt, Empty or on a Mapped Drive\r\n"
                                     "This may also be a Windows Permission error\r\n"
-                                    "Please contact your IT administrator to resolve these issues");
+                                    "Please contact your IT administrator to resolve these issues",
+                                MessageIcon::Exclamation, m_saveSets.LastError());
                     return;
                 }
                 // For the Master a warning only: profiling refuses it later.
@@ -84,8 +89,8 @@ void ProfilerCommands::MasterInstrumentTileSet_Click() {
                 m_ws.MasterSerial = m_ws.RecordSerial;
                 m_ws.MasterTileSetSerial = m_ws.RecordTileSetSerial;
                 StripControlCharacters(m_ws.MasterTileSetSerial);
-            } catch (const std::exception&) {
-                FileNotAccessible();
+            } catch (const std::exception& error) {
+                FileNotAccessible(error.what());
                 return;
             }
             // A new Master always invalidates the Target.
@@ -114,11 +119,15 @@ void ProfilerCommands::TargetInstrumentTileSet_Click() {
                 bool failed = false;
                 m_saveSets.ReadWSVRecord(file, false, failed);
                 if (failed) {
-                    m_ws.LastResult = Message("File Read Error", kReadProblem);
+                    m_ws.LastResult = Message("File Read Error", kReadProblem,
+                                              MessageIcon::Exclamation, m_saveSets.LastError());
                     return;
                 }
-                // For the Target a refusal (the curves already read are not restored).
+                // For the Target a refusal. The curves already read are not restored, so the
+                // Target counts as not selected and no coefficients belong to the tile sets.
                 if (UvNotIncluded(m_ws.TargetInstrumentID, m_ws.TargetStatus)) {
+                    m_ws.TargetTilesSelected = false;
+                    m_ws.CoefficientsCalculated = false;
                     m_ws.LastResult = Message(kUvTitle, kUvText);
                     return;
                 }
@@ -155,8 +164,8 @@ void ProfilerCommands::TargetInstrumentTileSet_Click() {
                     ShowGridButtons();
                     m_ui.LetEventsRun();
                 }
-            } catch (const std::exception&) {
-                FileNotAccessible();
+            } catch (const std::exception& error) {
+                FileNotAccessible(error.what());
                 return;
             }
         }

@@ -71,7 +71,7 @@ void GetTolerancesDialog::AcceptButton_Click() {
             m_clearScreen();
         m_ui.ShowMessage(MessageBoxRequest{
             "Color Space has changed", "SaveSet Data must be reloaded using the new Color Space",
-            MessageIcon::None, MessageButtons::Ok});
+            MessageIcon::None, MessageButtons::Ok, ""});
         m_ws.LastResult = kTrue;
     }
     m_accepted = true;

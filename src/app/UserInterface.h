@@ -39,6 +39,8 @@ struct MessageBoxRequest {
     std::string Text;  // may hold line breaks ("\r\n")
     MessageIcon Icon = MessageIcon::None;
     MessageButtons Buttons = MessageButtons::Ok;
+    // Shown on request under the text (the reader's own reason for a read failure); may be empty.
+    std::string DetailText;
 };
 
 enum class FileDialogMode { Open, Save };
@@ -49,6 +51,9 @@ struct FileDialogRequest {
     FileDialogMode Mode = FileDialogMode::Open;
     std::string Filter;
     std::string FileName;  // proposed file name; usually empty
+    // The command asks in its own words before it writes into an existing file, so the dialog
+    // must not ask its generic question as well.
+    bool CommandAsksBeforeOverwrite = false;
 };
 std::string FilterDescription(const std::string& filter);  // "Master Reflectance Save Sets"
 std::string FilterPattern(const std::string& filter);      // "*.wsv"
@@ -81,7 +86,7 @@ class UserInterface : public ProgressSink, public CommandListener {
 
     // Shows the shared open or save dialog. Returns the full path of the chosen file, or an empty
     // string when the user cancelled. A save dialog may propose request.FileName; it asks before
-    // overwriting only if the platform's dialog does so by itself (the commands do not ask).
+    // overwriting as the platform's dialog does, unless request.CommandAsksBeforeOverwrite.
     virtual std::string ChooseFile(const FileDialogRequest& request) = 0;
 
     // ---- modal dialogs: the model holds all logic, the window presents its fields ----

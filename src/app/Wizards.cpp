@@ -99,8 +99,12 @@ void ProfilerCommands::WizardProfile_Click() {
     if (!RunWizardStep(m_ws, m_ui, "Profile Wizard - Save Coefficients", kProfileSave)) {
         return end();
     }
-    if (!m_ws.CoefficientsGenerated)
+    if (!m_ws.CoefficientsGenerated) {
         SaveCoefficients_Click();
+        // A refused or cancelled save ends the wizard: nothing was profiled into a file.
+        if (!m_coefficientsSaved)
+            return end();
+    }
 
     // Cancel here only skips printing; the wizard still succeeds.
     if (RunWizardStep(m_ws, m_ui, "Profile Wizard - Print Certificate", kProfilePrint)) {
@@ -195,7 +199,8 @@ void ProfilerCommands::WizardPerformance_Click() {
             m_paint.Window = m_ui.WindowArea();
             m_paint.BuildEmptyPerformanceGrid(m_ws.SampleCount + 2);
             m_ws.PerformanceDataReady = true;
-            const bool sci = m_ws.MasterStatus.size() >= 3 && m_ws.MasterStatus[2] == 'I';
+            const std::string& status = m_ws.MasterFandeck.Status;
+            const bool sci = status.size() >= 3 && status[2] == 'I';
             ShowPerformanceView(sci);
             // So that the comparison can be printed straight away.
             UpdateCommandState(m_ws, m_menu);

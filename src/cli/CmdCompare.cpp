@@ -1,44 +1,20 @@
-// tintara compare: compares a Master fandeck with a Target fandeck (corrected with a coefficient
-// file when one is given) and prints the performance grid and the verdict.
-#include <chrono>
-#include <ctime>
+// tintara compare: the window's fandeck comparison and the performance grid with its verdict on
+// stdout. With a coefficient file it is File > Open both fandecks and the coefficient file, then
+// Generate > Correlated SaveSet; without one, the Instrument Performance wizard. The view shown
+// (and printed) is the Master fandeck's geometry, or SCE with --sce, as the Display button
+// switches it.
 #include <filesystem>
 #include <ostream>
 #include <string>
 
 #include "cli/Args.h"
+#include "cli/CliUserInterface.h"
 #include "cli/Commands.h"
 #include "cli/PdfOutput.h"
-#include "engine/Tolerances.h"
-#include "engine/Utility.h"
 #include "files/FandeckCompare.h"
-#include "files/RWSaveSet.h"
-#include "report/CompareReport.h"
-#include "report/PrintPerformance.h"
-#include "report/ReportText.h"
 #include "workspace/Error.h"
 
 namespace tintara::cli {
-
-namespace {
-
-// The tolerances and colour space of Profiler.ini, as at start-up. A missing file is the normal
-// case on the command line (defaults apply); a damaged one is worth a word.
-void LoadSettings(GlobalVariables& ws, CommandContext& context) {
-    const ProfilerIniLocation ini = LocateProfilerIni();
-    const ToleranceReadResult result = LoadTolerances(ws, ini);
-    if (!result.ErrorNoted)
-        return;
-    for (const auto& path : ini.ReadPaths) {
-        if (std::filesystem::exists(path)) {
-            context.err << kToleranceReadTitle << ": " << kToleranceReadText << " ("
-                        << result.Detail << ")\n";
-            return;
-        }
-    }
-}
-
-}  // namespace
 
 int RunCompare(const Arguments& arguments, CommandContext& context) {
     const Args args(arguments,
@@ -50,42 +26,67 @@ int RunCompare(const Arguments& arguments, CommandContext& context) {
     const std::string master = args.Required("--master");
     const std::string target = args.Required("--target");
 
-    GlobalVariables ws;
-    LoadSettings(ws, context);
-    RWSaveSet saveSets(ws);
-    Utility utility(ws);
-    const std::string warning =
-        CompareFandecks(ws, saveSets, utility, master, target, args.Value("--ccf"));
-    if (!warning.empty())
-        context.err << "Warning: " << warning << "\n";
+    CommandSession session(context.err);
+    CliUserInterface& ui = session.ui;
+    ProfilerCommands& commands = session.commands;
+    // The compare report is written when the SCI performance view is shown, where asked.
+    commands.WriteCompareReport = args.Has("--report");
+    if (args.Has("--report"))
+        commands.CompareReportFile = std::filesystem::absolute(args.Value("--report"));
+    ui.Answer("Master Fandeck File", master);
+    ui.Answer("Target Fandeck File", target);
+    using C = CommandId;
+    const auto ready = [](const CommandSession& s) { return s.ws.PerformanceDataReady; };
+    if (args.Has("--ccf")) {
+        ui.Answer("Instrument Correlation Files", args.Value("--ccf"));
+        session.Run(C::MasterInstrumentSaveSet, [](auto& s) { return s.ws.MasterSaveSetLoaded; });
+        session.Run(C::TargetInstrumentSaveSet, [](auto& s) { return s.ws.TargetSaveSetLoaded; });
+        session.Run(C::CorrelationFileMenu, [](auto& s) { return s.ws.CoefficientsLoaded; });
+        session.Run(C::GenerateCSS, ready);
+    } else {
+        session.Run(C::WizardPerformance, ready);
+    }
 
-    // The view the compare command opens with follows the Master's status; --sce asks for the
-    // other one.
-    const bool masterSce = ws.MasterStatus.size() >= 3 && ws.MasterStatus[2] == 'E';
+    // SCI unless asked for SCE, or the Master fandeck holds SCE only. (The view on show has
+    // written its letter into the status by now, so the angle count decides.)
+    const GlobalVariables& ws = session.ws;
+    const std::string& status = ws.MasterFandeck.Status;
+    const bool oneAngle = ws.MasterFandeck.AngleCount < 2;
+    const bool masterSce = oneAngle && status.size() >= 3 && status[2] == 'E';
     const Geometry geometry = args.Has("--sce") || masterSce ? Geometry::SCE : Geometry::SCI;
-    if (!ComparisonHolds(ws, saveSets, geometry)) {
+    const auto holds = [&](Geometry g) {
+        return ws.MasterFandeck.AngleCount >= 2 ||
+               (status.size() >= 3 && status[2] == 'I') == (g == Geometry::SCI);
+    };
+    if (!holds(geometry)) {
         throw Error(master + " holds " + (geometry == Geometry::SCE ? "SCI" : "SCE") +
                     " data only; there is no " + (geometry == Geometry::SCE ? "SCE" : "SCI") +
                     " comparison to show");
     }
+    if (args.Has("--report") && !holds(Geometry::SCI))
+        throw Error("The compare report shows SCI data, which " + master + " does not hold");
 
-    if (args.Has("--report")) {
-        if (!ComparisonHolds(ws, saveSets, Geometry::SCI)) {
-            throw Error("The compare report shows SCI data, which " + master + " does not hold");
-        }
-        WriteCompareReport(ws, std::filesystem::path(args.Value("--report")));
+    // "Display" switches the grid to the performance view of the other geometry; the SCI view
+    // writes the report.
+    const auto showing = [&](Geometry g) {
+        return commands.Grid().Cols() == 5 && ws.PerformanceShowsSCI == (g == Geometry::SCI);
+    };
+    if (args.Has("--report") && !showing(Geometry::SCI)) {
+        commands.Execute(C::DisplayCommand);
+        if (!showing(Geometry::SCI))
+            commands.Execute(C::DisplayCommand);
     }
+    for (int click = 0; click < 2 && !showing(geometry); ++click)
+        commands.Execute(C::DisplayCommand);
+    if (!showing(geometry))
+        throw RefusalShown();
+
     if (args.Has("--certificate")) {
-        IdentifyComparison(
-            ws, saveSets, geometry,
-            {args.Value("--company"), args.Value("--operator"), args.Value("--tileset")});
-        PrintPerformance certificate(ws);
-        certificate.ProgramDirectory = ProgramDirectory();
-        certificate.DateText = ShortDate(std::chrono::system_clock::now());
-        certificate.Paper = PaperOption(args);
-        WriteCertificate(geometry == Geometry::SCI ? certificate.PrintSCIPerformanceData()
-                                                   : certificate.PrintSCEPerformanceData(),
-                         args.Value("--certificate"), context);
+        ui.PdfFile = args.Value("--certificate");
+        ui.Paper = PaperOption(args);
+        commands.PerformanceHeader = {args.Value("--company"), args.Value("--operator"),
+                                      args.Value("--tileset")};
+        session.Run(C::InstrumentPerformance, [](auto& s) { return s.ui.Printed; });
     }
 
     for (const auto& row : PerformanceGridRows(ws, geometry)) {

@@ -1,12 +1,11 @@
-// tintara convert: corrects a Target fandeck with a coefficient file and writes the correlated
-// fandeck.
+// tintara convert: the window's legacy conversion (File > Open the Target fandeck and the
+// coefficient file, Generate > Converted Data, File > Save > Correlated Fandeck SaveSet).
 #include <ostream>
 #include <string>
 
 #include "cli/Args.h"
+#include "cli/CliUserInterface.h"
 #include "cli/Commands.h"
-#include "files/FandeckCompare.h"
-#include "files/RWSaveSet.h"
 #include "workspace/Error.h"
 
 namespace tintara::cli {
@@ -19,13 +18,23 @@ int RunConvert(const Arguments& arguments, CommandContext& context) {
     const std::string in = args.Required("--in");
     const std::string out = args.Required("--out");
 
-    GlobalVariables ws;
-    RWSaveSet saveSets(ws);
-    const std::string warning = ConvertFandeck(ws, saveSets, ccf, in, out);
-    if (!warning.empty())
-        context.err << "Warning: " << warning << "\n";
-    context.out << "Converted " << ws.FandeckRecordCount << " records (" << ws.FandeckAngleCount
-                << (ws.FandeckAngleCount == 1 ? " angle" : " angles") << ") of " << in << " into "
+    CommandSession session(context.err);
+    session.ui.Answer("Target Fandeck File", in);
+    session.ui.Answer("Instrument Correlation Files", ccf);
+    session.ui.Answer("Correlated Fandeck File", out);
+    using C = CommandId;
+    session.Run(C::TargetInstrumentSaveSet, [](auto& s) { return s.ws.TargetSaveSetLoaded; });
+    session.Run(C::CorrelationFileMenu, [](auto& s) { return s.ws.CoefficientsLoaded; });
+    session.Run(C::GenerateConvData, [](auto& s) { return !s.commands.ConversionFailed(); });
+    const int shown = session.ui.MessagesShown;
+    session.commands.Execute(C::SaveCorrelatedFandeck);
+    if (session.ui.MessagesShown != shown)
+        throw RefusalShown();
+
+    const GlobalVariables& ws = session.ws;
+    const int16_t angles = ws.TargetFandeck.AngleCount;
+    context.out << "Converted " << ws.CorrelatedFandeckReflectance.Records() << " records ("
+                << angles << (angles == 1 ? " angle" : " angles") << ") of " << in << " into "
                 << out << "\n";
     return 0;
 }

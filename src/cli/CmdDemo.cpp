@@ -2,30 +2,21 @@
 //
 // The road is a sequence of steps over one DemoRun; each step is a function of its own, listed in
 // DemoSteps() in the order they run. A later step reads what earlier ones left in DemoRun.
-#include <chrono>
 #include <cstdio>
-#include <ctime>
 #include <filesystem>
 #include <ostream>
 #include <string>
 #include <vector>
 
-#include "app/ProfileRun.h"
 #include "cli/Args.h"
+#include "cli/CliUserInterface.h"
 #include "cli/Commands.h"
 #include "cli/PdfOutput.h"
 #include "engine/ProfileSequence.h"
-#include "engine/Tolerances.h"
-#include "engine/Utility.h"
-#include "files/CCFReadWrite.h"
 #include "files/DemoData.h"
 #include "files/FandeckCompare.h"
-#include "files/RWSaveSet.h"
 #include "files/SaveSetData.h"
 #include "report/CompareReport.h"
-#include "report/PrintPerformance.h"
-#include "report/ProfileReport.h"
-#include "report/ReportText.h"
 #include "workspace/Error.h"
 #include "workspace/GlobalVariables.h"
 #include "workspace/MakeSensorList.h"
@@ -92,49 +83,46 @@ void MakeDemoSaveSets(DemoRun& run) {
         << Fixed(m.NoiseSd, 3) << " %\n";
 }
 
-// Reports and certificates are dated today, in the short date form.
-std::string Today() {
-    return ShortDate(std::chrono::system_clock::now());
-}
-
-// The tolerance settings of Profiler.ini when there is one (defaults otherwise), as every
-// command of the tool takes them.
-void LoadSettings(GlobalVariables& ws) {
-    LoadTolerances(ws, LocateProfilerIni());
-}
-
-// Steps 2 and 3: profile one geometry of the tile sets and save it into the one coefficient file
-// (the SCE run keeps the SCI block the first run wrote).
+// Steps 2 and 3: the window's profiling road for one geometry of the tile sets, saved into the
+// one coefficient file (the SCE run keeps the SCI block the first run wrote).
 void ProfileGeometry(DemoRun& run, bool sci) {
-    GlobalVariables ws;
-    LoadSettings(ws);
-    RWSaveSet reader(ws);
-    ProfileTilePair(ws, reader, {run.masterTiles, run.targetTiles, sci, true});
+    CommandSession session(run.context.err);
+    CliUserInterface& ui = session.ui;
+    const std::string geometry = sci ? "sci" : "sce";
+    const std::filesystem::path results = run.dir / "results" / geometry;
+    std::filesystem::create_directories(results);
+    session.commands.FixCurrentFolder(results);
+    run.coefficientFile = run.dir / "demo.ccf";
+    const std::filesystem::path report = run.dir / ("profile-report-" + geometry + ".txt");
+    const std::filesystem::path pdf = run.dir / ("profile-certificate-" + geometry + ".pdf");
+    ui.GeometrySCI = sci;
+    ui.Answer("Master Reflectance Save Sets", run.masterTiles);
+    ui.Answer("Target Reflectance Save Sets", run.targetTiles);
+    ui.Answer("Correlation Coefficient File", run.coefficientFile);
+    ui.Answer("Profile Report", report);
+    ui.PdfFile = pdf;
+    ui.Paper = run.paper;
+
+    using C = CommandId;
+    session.Run(C::MasterInstrumentTileSet, [](auto& s) { return s.ws.MasterTilesSelected; });
+    session.Run(C::TargetInstrumentTileSet, [](auto& s) { return s.ws.TargetTilesSelected; });
+    session.Run(C::GenerateCCF, [](auto& s) { return s.ws.CoefficientsCalculated; });
+    const GlobalVariables& ws = session.ws;
     for (const auto& row : CorrelationGridRows(ws)) {
         for (std::size_t c = 0; c < row.size(); ++c)
             run.context.out << (c ? "\t" : "  ") << row[c];
         run.context.out << "\n";
     }
-    run.coefficientFile = run.dir / "demo.ccf";
-    CCFReadWrite(ws).WriteCoeficcients(run.coefficientFile);
+    session.Run(C::SaveCoefficients, [](auto& s) { return s.commands.CoefficientsSaved(); });
     run.context.out << "  " << (sci ? "SCI" : "SCE") << " coefficients written to "
                     << run.coefficientFile.filename().string() << " (SCI block "
                     << (ws.SCICoefficientsPresent ? "real" : "placeholder") << ", SCE block "
                     << (ws.SCECoefficientsPresent ? "real" : "placeholder") << ")\n";
-    if (sci) {
-        const std::filesystem::path results = run.dir / "results";
-        std::filesystem::create_directories(results);
-        reader.SetOutputFolder(results);
-        reader.WriteSaveSetResults();
-        run.context.out << "  " << ws.TileCount << " per-tile result save sets in "
-                        << results.string() << "\n";
-    }
+    run.context.out << "  " << ws.TileCount << " per-tile result save sets in " << results.string()
+                    << "\n";
     // The profile component report and the Certificate of Instrument Performance of this run.
-    const std::string geometry = sci ? "sci" : "sce";
-    const std::filesystem::path report = run.dir / ("profile-report-" + geometry + ".txt");
-    WriteProfileReport(ws, report, Today());
-    const std::filesystem::path pdf = run.dir / ("profile-certificate-" + geometry + ".pdf");
-    WriteCertificate(ProfileCertificate(ws, Today(), run.paper), pdf, run.context);
+    session.commands.Execute(C::SaveProCompRep);
+    session.Run(C::ToPrinter, [](auto& s) { return s.ui.Printed; });
     run.context.out << "  " << report.filename().string() << " and " << pdf.filename().string()
                     << " written\n";
 }
@@ -146,30 +134,45 @@ void ProfileSce(DemoRun& run) {
     ProfileGeometry(run, false);
 }
 
-// Step 4: the Target fandeck corrected with the coefficient file.
+// Step 4: the window's legacy conversion of the Target fandeck with the coefficient file.
 void ConvertTargetFandeck(DemoRun& run) {
-    GlobalVariables ws;
-    RWSaveSet saveSets(ws);
+    CommandSession session(run.context.err);
     run.correlatedFandeck = run.dir / "correlated-fandeck.wsv";
-    const std::string warning =
-        ConvertFandeck(ws, saveSets, run.coefficientFile.string(), run.targetFandeck.string(),
-                       run.correlatedFandeck.string());
-    if (!warning.empty())
-        run.context.err << "Warning: " << warning << "\n";
-    run.context.out << "  " << ws.FandeckRecordCount << " records of "
+    session.ui.Answer("Target Fandeck File", run.targetFandeck);
+    session.ui.Answer("Instrument Correlation Files", run.coefficientFile);
+    session.ui.Answer("Correlated Fandeck File", run.correlatedFandeck);
+    using C = CommandId;
+    session.Run(C::TargetInstrumentSaveSet, [](auto& s) { return s.ws.TargetSaveSetLoaded; });
+    session.Run(C::CorrelationFileMenu, [](auto& s) { return s.ws.CoefficientsLoaded; });
+    session.Run(C::GenerateConvData, [](auto& s) { return !s.commands.ConversionFailed(); });
+    session.Run(C::SaveCorrelatedFandeck,
+                [](auto& s) { return std::filesystem::exists(s.ws.CorrelatedSaveSetFile); });
+    run.context.out << "  " << session.ws.CorrelatedFandeckReflectance.Records() << " records of "
                     << run.targetFandeck.filename().string() << " corrected into "
                     << run.correlatedFandeck.filename().string() << "\n";
 }
 
 // Step 5: the Master fandeck against the Target fandeck as measured and as corrected, in both
-// geometries; the compare report and the performance certificate of the corrected SCI data.
+// geometries (Generate > Correlated SaveSet); the compare report and the performance certificate
+// of the corrected SCI data (Display, then Print > Instrument Performance).
 void CompareBeforeAndAfter(DemoRun& run) {
-    GlobalVariables ws;
-    LoadSettings(ws);
-    RWSaveSet saveSets(ws);
-    Utility utility(ws);
-    CompareFandecks(ws, saveSets, utility, run.masterFandeck.string(), run.targetFandeck.string(),
-                    run.coefficientFile.string());
+    CommandSession session(run.context.err);
+    CliUserInterface& ui = session.ui;
+    const std::filesystem::path report = run.dir / kCompareReportName;
+    const std::filesystem::path pdf = run.dir / "performance-certificate.pdf";
+    session.commands.CompareReportFile = report;
+    ui.Answer("Master Fandeck File", run.masterFandeck);
+    ui.Answer("Target Fandeck File", run.targetFandeck);
+    ui.Answer("Instrument Correlation Files", run.coefficientFile);
+    ui.PdfFile = pdf;
+    ui.Paper = run.paper;
+    using C = CommandId;
+    session.Run(C::MasterInstrumentSaveSet, [](auto& s) { return s.ws.MasterSaveSetLoaded; });
+    session.Run(C::TargetInstrumentSaveSet, [](auto& s) { return s.ws.TargetSaveSetLoaded; });
+    session.Run(C::CorrelationFileMenu, [](auto& s) { return s.ws.CoefficientsLoaded; });
+    session.Run(C::GenerateCSS, [](auto& s) { return s.ws.PerformanceDataReady; });
+
+    const GlobalVariables& ws = session.ws;
     std::ostream& out = run.context.out;
     const auto samples = static_cast<std::size_t>(ws.SampleCount);
     out << "  " << samples << " samples, single sample limit "
@@ -191,15 +194,9 @@ void CompareBeforeAndAfter(DemoRun& run) {
         }
         out << "  " << name << ": " << VerdictLine(PerformancePassed(ws, g)) << "\n";
     }
-    const std::filesystem::path report = run.dir / kCompareReportName;
-    WriteCompareReport(ws, report);
-    IdentifyComparison(ws, saveSets, Geometry::SCI, {});
-    PrintPerformance certificate(ws);
-    certificate.ProgramDirectory = ProgramDirectory();
-    certificate.DateText = Today();
-    certificate.Paper = run.paper;
-    const std::filesystem::path pdf = run.dir / "performance-certificate.pdf";
-    WriteCertificate(certificate.PrintSCIPerformanceData(), pdf, run.context);
+    // The SCI performance view writes the report; the certificate prints the view on show.
+    session.Run(C::DisplayCommand, [](auto& s) { return s.ws.PerformanceShowsSCI; });
+    session.Run(C::InstrumentPerformance, [](auto& s) { return s.ui.Printed; });
     out << "  " << report.filename().string() << " and " << pdf.filename().string() << " written\n";
 }
 
@@ -228,16 +225,8 @@ int RunDemo(const Arguments& arguments, CommandContext& context) {
     if (!args.Positionals().empty()) {
         throw UsageError("demo takes no file names; use --dir DIR");
     }
-    DemoRun run{context,
-                args.Value("--dir", "tintara-demo"),
-                DemoParameters{},
-                {},
-                {},
-                {},
-                {},
-                {},
-                {},
-                PaperOption(args)};
+    DemoRun run{context, args.Value("--dir", "tintara-demo"), DemoParameters{}, {}, {}, {}, {}, {},
+                {}, PaperOption(args)};
     const auto& steps = DemoSteps();
     for (std::size_t i = 0; i < steps.size(); ++i) {
         context.out << "== " << i + 1 << ". " << steps[i].title << " ==\n";

@@ -1,20 +1,15 @@
-// tintara profile: reads a Master and a Target tile set, runs the profiling sequence and prints
-// the correlation grid.
-#include <chrono>
+// tintara profile: the window's profiling road (File > Open both tile sets, Generate >
+// Correlation Coefficients, then the saves and the certificate asked for) and the correlation
+// grid on stdout.
 #include <filesystem>
 #include <ostream>
 #include <string>
 
-#include "app/ProfileRun.h"
 #include "cli/Args.h"
+#include "cli/CliUserInterface.h"
 #include "cli/Commands.h"
 #include "cli/PdfOutput.h"
 #include "engine/ProfileSequence.h"
-#include "engine/Tolerances.h"
-#include "files/CCFReadWrite.h"
-#include "files/RWSaveSet.h"
-#include "report/ProfileReport.h"
-#include "report/ReportText.h"
 #include "workspace/Error.h"
 
 namespace tintara::cli {
@@ -33,60 +28,45 @@ int RunProfile(const Arguments& arguments, CommandContext& context) {
         throw UsageError("--geometry must be sci or sce, not '" + geometry + "'");
     }
 
-    GlobalVariables ws;
-    // The colour space of every difference comes from the tolerance settings, as at start-up.
-    const ProfilerIniLocation ini = LocateProfilerIni();
-    const ToleranceReadResult tolerances = LoadTolerances(ws, ini);
-    if (tolerances.ErrorNoted) {
-        bool exists = false;
-        for (const auto& path : ini.ReadPaths)
-            exists = exists || std::filesystem::exists(path);
-        // A missing file is the normal case for the command line; a damaged one is worth a word.
-        if (exists) {
-            context.err << kToleranceReadTitle << ": " << kToleranceReadText << " ("
-                        << tolerances.Detail << ")\n";
-        }
-    }
-    RWSaveSet reader(ws);
-    std::string readDetail;
-    try {
-        ProfileTilePair(ws, reader,
-                        {masterFile, targetFile, geometry == "sci", !args.Has("--nocentroid")},
-                        &readDetail);
-    } catch (const Refusal&) {
-        if (!readDetail.empty())
-            context.err << readDetail << "\n";
-        throw;
-    }
-
-    // Saving, as the save-coefficients command does: the coefficient file by the merge rule (the
-    // other geometry's block of an existing file is kept), then the per-tile result save sets.
-    if (args.Has("--ccf")) {
-        ws.CoefficientFile = args.Value("--ccf");
-        CCFReadWrite(ws).WriteCoeficcients(ws.CoefficientFile);
-        ws.CoefficientsLoaded = true;
-    }
+    CommandSession session(context.err, args.Has("--nocentroid") ? "NOCENTROID" : "");
+    CliUserInterface& ui = session.ui;
+    ui.GeometrySCI = geometry == "sci";
+    ui.Answer("Master Reflectance Save Sets", masterFile);
+    ui.Answer("Target Reflectance Save Sets", targetFile);
+    // The per-tile result save sets go where the coefficient file is saved from: the current
+    // folder, or the one named.
     if (args.Has("--results-dir")) {
         const std::filesystem::path folder = args.Value("--results-dir");
         std::error_code ec;
         std::filesystem::create_directories(folder, ec);
         if (ec)
             throw IoError("cannot create " + folder.string() + ": " + ec.message());
-        reader.SetOutputFolder(folder);
-        reader.WriteSaveSetResults();
-    }
-    // The profile component report and the Certificate of Instrument Performance, dated today.
-    if (args.Has("--report")) {
-        WriteProfileReport(ws, std::filesystem::path(args.Value("--report")),
-                           ShortDate(std::chrono::system_clock::now()));
-    }
-    if (args.Has("--certificate")) {
-        WriteCertificate(
-            ProfileCertificate(ws, ShortDate(std::chrono::system_clock::now()), PaperOption(args)),
-            args.Value("--certificate"), context);
+        session.commands.FixCurrentFolder(std::filesystem::absolute(folder));
     }
 
-    for (const auto& row : CorrelationGridRows(ws)) {
+    using C = CommandId;
+    session.Run(C::MasterInstrumentTileSet, [](auto& s) { return s.ws.MasterTilesSelected; });
+    session.Run(C::TargetInstrumentTileSet, [](auto& s) { return s.ws.TargetTilesSelected; });
+    session.Run(C::GenerateCCF, [](auto& s) { return s.ws.CoefficientsCalculated; });
+    if (args.Has("--ccf")) {
+        ui.Answer("Correlation Coefficient File", args.Value("--ccf"));
+        session.Run(C::SaveCoefficients, [](auto& s) { return s.commands.CoefficientsSaved(); });
+    }
+    if (args.Has("--report")) {
+        const std::filesystem::path report = args.Value("--report");
+        ui.Answer("Profile Report", report);
+        const int shown = ui.MessagesShown;
+        session.commands.Execute(C::SaveProCompRep);
+        if (ui.MessagesShown != shown)
+            throw RefusalShown();
+    }
+    if (args.Has("--certificate")) {
+        ui.PdfFile = args.Value("--certificate");
+        ui.Paper = PaperOption(args);
+        session.Run(C::ToPrinter, [](auto& s) { return s.ui.Printed; });
+    }
+
+    for (const auto& row : CorrelationGridRows(session.ws)) {
         for (std::size_t c = 0; c < row.size(); ++c)
             context.out << (c ? "\t" : "") << row[c];
         context.out << "\n";

@@ -29,7 +29,9 @@ const std::vector<Command>& AllCommands() {
          "profile --master M.wsv --target T.wsv [--geometry sci|sce] [--nocentroid] "
          "[--ccf OUT.ccf] [--results-dir DIR] [--report FILE.txt] [--certificate FILE.pdf] "
          "[--paper a4|letter]",
-         "profile the Target tile set to the Master and print the correlation grid", RunProfile},
+         "profile the Target tile set to the Master and print the correlation grid; --ccf also "
+         "writes the per-tile result save sets, into --results-dir or the current folder",
+         RunProfile},
         {"convert", "convert --ccf C.ccf --in T.wsv --out OUT.wsv",
          "correct a Target save set with a coefficient file", RunConvert},
         {"compare",

@@ -1,6 +1,5 @@
 #include "cli/PdfOutput.h"
 
-#include <ostream>
 
 #include "report/Paper.h"
 #include "workspace/Error.h"
@@ -20,16 +19,12 @@ PageSetup PaperOption(const Args& args) {
     return *paper;
 }
 
-void WriteCertificate(const PageDescription& page, const std::filesystem::path& file,
-                      CommandContext& context) {
+void WriteCertificate(const PageDescription& page, const std::filesystem::path& file) {
 #if TINTARA_HAS_RENDERER
-    for (const std::string& note : page.Warnings)
-        context.err << "Warning: " << note << "\n";
     render::EnsureGuiApplication();
     render::WritePdf(page, file);
 #else
     (void)page;
-    (void)context;
     throw Error("Cannot write " + file.string() +
                 ": this tintara was built without Qt (TINTARA_GUI=OFF) and cannot draw "
                 "certificates");

@@ -4,7 +4,6 @@
 #include <filesystem>
 
 #include "cli/Args.h"
-#include "cli/Commands.h"
 #include "report/PageDescription.h"
 
 namespace tintara::cli {
@@ -13,10 +12,9 @@ namespace tintara::cli {
 // another name.
 PageSetup PaperOption(const Args& args);
 
-// Draws `page` into the PDF `file` (replacing an earlier one only once the new one is complete)
-// and passes the page's warnings to standard error. Without a display the renderer runs on Qt's
-// offscreen platform. A tintara built without Qt (TINTARA_GUI=OFF) has no renderer and refuses.
-void WriteCertificate(const PageDescription& page, const std::filesystem::path& file,
-                      CommandContext& context);
+// Draws `page` into the PDF `file`, replacing an earlier one only once the new one is complete.
+// Without a display the renderer runs on Qt's offscreen platform. A tintara built without Qt
+// (TINTARA_GUI=OFF) has no renderer: it throws Error saying so.
+void WriteCertificate(const PageDescription& page, const std::filesystem::path& file);
 
 }  // namespace tintara::cli

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "cli/Args.h"
+#include "cli/CliUserInterface.h"
 #include "cli/Commands.h"
 #include "workspace/Error.h"
 
@@ -66,6 +67,8 @@ int Main(const std::vector<std::string>& argv) {
         return command->run(rest, context);
     } catch (const UsageError& e) {
         return Usage(std::cerr, e.what(), command);
+    } catch (const RefusalShown&) {
+        return 1;  // its box is on stderr already
     } catch (const Refusal& e) {
         std::cerr << e.Title() << ": " << e.Text() << "\n";
         return 1;

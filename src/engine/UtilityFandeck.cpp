@@ -51,8 +51,10 @@ void Utility::ProcessCorrelatedDeltas() {
     std::size_t samples = static_cast<std::size_t>(std::max<int32_t>(0, ws.FandeckRecordCount));
     samples = std::min({samples, master.Records(), target.Records()});
     // The corrected group is the uncorrected one again when no coefficient file was applied.
-    const bool converted =
-        ws.ConversionDone && ws.CorrelatedFandeckReflectance.Records() >= samples;
+    // ... and when the conversion was made from another Target fandeck than the one now loaded.
+    const bool converted = ws.ConversionDone && !ws.TargetFandeck.File.empty() &&
+                           ws.ConvertedFandeckFile == ws.TargetFandeck.File &&
+                           ws.CorrelatedFandeckReflectance.Records() >= samples;
     const FandeckCurves& corrected = converted ? ws.CorrelatedFandeckReflectance : target;
 
     // One geometry for a one-angle Master (its status says which, and its curves sit at position
@@ -63,7 +65,8 @@ void Utility::ProcessCorrelatedDeltas() {
     if (HoldsSecondPosition(master, samples)) {
         process[0] = process[1] = true;
     } else {
-        const bool sci = ws.MasterStatus.size() >= 3 && ws.MasterStatus[2] == 'I';
+        const std::string& status = ws.MasterFandeck.Status;
+        const bool sci = status.size() >= 3 && status[2] == 'I';
         const std::size_t g = sci ? 0 : 1;
         process[g] = true;
         masterPosition[g] = 0;
@@ -71,9 +74,9 @@ void Utility::ProcessCorrelatedDeltas() {
     }
 
     ws.SampleCount = static_cast<int32_t>(samples);
-    ws.SampleNames.assign(ws.FandeckNames.begin(),
-                          ws.FandeckNames.begin() + static_cast<std::ptrdiff_t>(
-                                                        std::min(samples, ws.FandeckNames.size())));
+    const std::vector<std::string>& names = ws.MasterFandeck.Names;
+    ws.SampleNames.assign(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(
+                                                             std::min(samples, names.size())));
     ws.SampleNames.resize(samples);
     ws.SampleDeltas.Resize(samples + 1, kSampleDeltaColumns);
 

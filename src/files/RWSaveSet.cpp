@@ -288,9 +288,18 @@ bool RWSaveSet::ReadFandeck(const std::string& file, bool IsMaster) {
     m_ws.RecordTileSetSerial = name2;
     m_ws.RecordSerial = system;
     m_ws.RecordOperator = notes;
-    (IsMaster ? m_ws.MasterInstrumentID : m_ws.TargetInstrumentID) = id;
-    (IsMaster ? m_ws.MasterType : m_ws.TargetType) = type;
-    (IsMaster ? m_ws.MasterStatus : m_ws.TargetStatus) = status;
+    // The fandeck's identity is its own: the tile sets' instrument and status stay as they are.
+    GlobalVariables::FandeckIdentity& identity = IsMaster ? m_ws.MasterFandeck : m_ws.TargetFandeck;
+    identity.File = file;
+    identity.InstrumentID = id;
+    identity.Type = type;
+    identity.Status = status;
+    identity.AngleCount = angles;
+    identity.Names = names;
+    identity.Company = header.Company;
+    identity.Serial = system;
+    identity.Operator = notes;
+    identity.TileSet = name2;
     (IsMaster ? m_masterFandeckAngles : m_targetFandeckAngles) = angles;
 
     m_ws.FandeckNames = std::move(names);
@@ -358,15 +367,21 @@ void RWSaveSet::WriteSaveSetResults() {
 
 void RWSaveSet::WriteCorrelatedResults() {
     m_lastError.clear();
-    std::string status = m_ws.TargetStatus;
+    // The converted fandeck's own identity, whatever was opened since.
+    const GlobalVariables::FandeckIdentity& source = m_ws.TargetFandeck;
+    std::string status = source.Status;
     if (status.size() >= 2)
         status[1] = 'P';
-    const std::string notes = kCorrelatedNotes + m_ws.MasterType;
+    // The Master the coefficient file profiles to, whatever tile sets are loaded.
+    const std::string notes =
+        kCorrelatedNotes +
+        (m_corrector.Loaded() ? m_sensors.FindInstrument(m_corrector.Contents().Master.InstrumentID)
+                              : m_ws.MasterType);
     const FandeckCurves& corrected = m_ws.CorrelatedFandeckReflectance;
 
     m_library.SS_SetVersion(5);
     m_library.SS_SetFileType(0);
-    if (m_library.SS_New(m_ws.FandeckAngleCount, ".WSV") == 0) {
+    if (m_library.SS_New(source.AngleCount, ".WSV") == 0) {
         m_lastError = m_library.SS_GetIOError();
         throw IoError((m_ws.CorrelatedSaveSetFile.empty() ? std::string("the correlated fandeck")
                                                           : m_ws.CorrelatedSaveSetFile) +
@@ -381,13 +396,13 @@ void RWSaveSet::WriteCorrelatedResults() {
     m_library.SS_SetWarningLevel(0.75);
     m_library.SS_SetCompany(kCorrelatedCompany);
     m_library.SS_SetStatus(status);
-    m_library.SS_SetInstrument(m_ws.TargetInstrumentID);
+    m_library.SS_SetInstrument(source.InstrumentID);
 
     // The record count is the extent of the corrected curves themselves.
     const std::size_t records = corrected.Records();
     std::array<double, kPointCount> curve{};
     for (std::size_t r = 0; r < records; ++r) {
-        m_library.SS_SetName(r < m_ws.FandeckNames.size() ? m_ws.FandeckNames[r] : std::string());
+        m_library.SS_SetName(r < source.Names.size() ? source.Names[r] : std::string());
         for (int16_t angle = 0; angle < kMaxAngles; ++angle) {
             if (static_cast<std::size_t>(angle) < corrected.Angles()) {
                 const double* source = corrected.Curve(r, static_cast<std::size_t>(angle));

@@ -45,7 +45,8 @@ int16_t RWSaveSet::ReadFandeckandBuildCorrelatedData(const std::string& file,
     if (!ReadFandeck(file, false))
         return kCorrelationUnreadable;
 
-    const auto records = static_cast<std::size_t>(m_ws.FandeckRecordCount);
+    const GlobalVariables::FandeckIdentity& fandeck = m_ws.TargetFandeck;
+    const auto records = fandeck.Names.size();
     if (m_ws.MasterSaveSetLoaded && m_ws.MasterFandeckReflectance.Records() != records) {
         m_lastError = file + " holds " + std::to_string(records) +
                       " records and the Master fandeck " +
@@ -53,9 +54,8 @@ int16_t RWSaveSet::ReadFandeckandBuildCorrelatedData(const std::string& file,
         return kCorrelationRecordMismatch;
     }
     const CoefficientFileContents& coefficients = m_corrector.Contents();
-    if (m_ws.TargetInstrumentID != coefficients.Target.InstrumentID) {
-        m_lastError = file + " was measured on instrument " +
-                      std::to_string(m_ws.TargetInstrumentID) +
+    if (fandeck.InstrumentID != coefficients.Target.InstrumentID) {
+        m_lastError = file + " was measured on instrument " + std::to_string(fandeck.InstrumentID) +
                       ", the coefficient file profiles instrument " +
                       std::to_string(coefficients.Target.InstrumentID);
         return kCorrelationInstrumentMismatch;
@@ -68,11 +68,11 @@ int16_t RWSaveSet::ReadFandeckandBuildCorrelatedData(const std::string& file,
         bool apply = false;
     };
     Position positions[2];
-    if (m_ws.FandeckAngleCount >= 2) {
+    if (fandeck.AngleCount >= 2) {
         positions[0] = {true, Geometry::SCI, false};
         positions[1] = {true, Geometry::SCE, false};
     } else {
-        const char c = m_ws.TargetStatus.size() >= 3 ? m_ws.TargetStatus[2] : 'I';
+        const char c = fandeck.Status.size() >= 3 ? fandeck.Status[2] : 'I';
         positions[0] = {true, c == 'I' || c == 'B' ? Geometry::SCI : Geometry::SCE, false};
     }
     for (Position& p : positions) {
@@ -100,7 +100,7 @@ int16_t RWSaveSet::ReadFandeckandBuildCorrelatedData(const std::string& file,
                 if (!Finite(out)) {
                     m_lastError = "The coefficient file " + m_ws.CoefficientFile +
                                   " turns record " + std::to_string(r + 1) + " (" +
-                                  m_ws.FandeckNames[r] +
+                                  fandeck.Names[r] +
                                   ") into values that are not numbers; its gain-tile readings "
                                   "must not be zero";
                     corrected.Resize(0, kMaxAngles);
@@ -118,6 +118,7 @@ int16_t RWSaveSet::ReadFandeckandBuildCorrelatedData(const std::string& file,
     progress.SetProgressValue(static_cast<long>(records));
     m_ws.ConversionDone = true;
     m_ws.CorrelatedFandeckReady = true;
+    m_ws.ConvertedFandeckFile = fandeck.File;
     return kCorrelationDone;
 }
 

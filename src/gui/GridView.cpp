@@ -4,8 +4,10 @@
 #include <QItemSelectionModel>
 #include <QMetaObject>
 #include <QPainter>
+#include <QScrollBar>
 #include <algorithm>
 #include <cstdlib>
+#include <vector>
 
 namespace tintara::gui {
 
@@ -209,12 +211,41 @@ int GridView::Pixels(int32_t twips) const {
 void GridView::Sync() {
     m_syncPending = false;
     m_model->Sync();
+    std::vector<int> widths(static_cast<std::size_t>(std::max(0, m_grid.Cols())));
+    int columns = 0;
     for (int c = 0; c < m_grid.Cols(); ++c)
-        setColumnWidth(c, Pixels(m_grid.ColWidth(c)));
+        columns += widths[static_cast<std::size_t>(c)] = Pixels(m_grid.ColWidth(c));
     if (m_grid.Width > 0 && m_grid.Height > 0) {
-        setGeometry(Pixels(m_grid.Left), Pixels(m_grid.Top), Pixels(m_grid.Width),
-                    Pixels(m_grid.Height));
+        // Room for the frame and the vertical scroll bar beside the columns, so that the last
+        // column (the judged DE, "Final DE") is never under the scroll bar; in a narrow window
+        // (the plot dock open) the name column gives way first, then the others evenly.
+        const int chrome = 2 * frameWidth() + verticalScrollBar()->sizeHint().width();
+        const int available = parentWidget() ? parentWidget()->width() : columns + chrome;
+        int excess = columns + chrome - available;
+        if (excess > 0 && !widths.empty()) {
+            const int nameMinimum = std::min(widths[0], fontMetrics().averageCharWidth() * 8);
+            const int fromName = std::min(excess, widths[0] - nameMinimum);
+            widths[0] -= fromName;
+            excess -= fromName;
+            // A value column keeps room for "-00.00" and its margins.
+            const int valueMinimum = fontMetrics().horizontalAdvance(QStringLiteral("-00.00")) + 8;
+            for (std::size_t c = 1; excess > 0 && c < widths.size(); ++c) {
+                const int share = (excess + static_cast<int>(widths.size() - c) - 1) /
+                                  static_cast<int>(widths.size() - c);
+                const int cut = std::max(0, std::min(share, widths[c] - valueMinimum));
+                widths[c] -= cut;
+                excess -= cut;
+            }
+        }
+        int width = chrome;
+        for (const int w : widths)
+            width += w;
+        const int left =
+            parentWidget() ? std::max(0, (available - width) / 2) : Pixels(m_grid.Left);
+        setGeometry(left, Pixels(m_grid.Top), width, Pixels(m_grid.Height));
     }
+    for (int c = 0; c < m_grid.Cols(); ++c)
+        setColumnWidth(c, widths[static_cast<std::size_t>(c)]);
     setVisible(m_grid.Visible());
     viewport()->update();
     horizontalHeader()->viewport()->update();

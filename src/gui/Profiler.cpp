@@ -3,9 +3,11 @@
 #include <QAction>
 #include <QCloseEvent>
 #include <QContextMenuEvent>
+#include <QDateTime>
 #include <QDockWidget>
 #include <QLabel>
 #include <QLinearGradient>
+#include <QLocale>
 #include <QMenu>
 #include <QMenuBar>
 #include <QPainter>
@@ -142,6 +144,14 @@ Profiler::Profiler(GlobalVariables& ws, const QString& programFolder, QWidget* p
     m_ui = std::make_unique<QtUserInterface>(*this);
     m_commands = std::make_unique<ProfilerCommands>(
         m_ws, *m_ui, std::filesystem::path(programFolder.toStdString()));
+    // Reports and certificates carry the date in the user's short date format.
+    m_commands->DateText = [](std::chrono::system_clock::time_point when) {
+        const QDate date =
+            QDateTime::fromSecsSinceEpoch(
+                std::chrono::duration_cast<std::chrono::seconds>(when.time_since_epoch()).count())
+                .date();
+        return QLocale::system().toString(date, QLocale::ShortFormat).toStdString();
+    };
 
     auto* central = new QWidget(this);
     auto* layout = new QVBoxLayout(central);
@@ -417,7 +427,7 @@ void Profiler::Dispatch(CommandId id) {
     m_ui->CommandStarted();
     auto show = [this](const std::string& title, const std::string& text) {
         m_ui->ShowMessage(
-            MessageBoxRequest{title, text, MessageIcon::Exclamation, MessageButtons::Ok});
+            MessageBoxRequest{title, text, MessageIcon::Exclamation, MessageButtons::Ok, ""});
     };
     try {
         m_commands->Execute(id);
@@ -466,7 +476,12 @@ void Profiler::UpdatePlots() {
             SampleCurves(m_ws, sample, sci ? 0 : 1));
         m_plots->HideTileDifferences();
     }
-    m_plotDock->show();
+    if (!m_plotDock->isVisible()) {
+        m_plotDock->show();
+        // In a small window the grid keeps the larger part: the plots take a third at most.
+        const int room = std::max(240, width() / 3);
+        resizeDocks({m_plotDock}, {std::min(room, m_plotDock->sizeHint().width())}, Qt::Horizontal);
+    }
 }
 
 void Profiler::Activate() {

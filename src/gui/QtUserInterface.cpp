@@ -175,6 +175,9 @@ int16_t QtUserInterface::ShowMessage(const MessageBoxRequest& request) {
         for (const ButtonChoice& choice : ButtonsOf(request.Buttons))
             map.emplace_back(box.addButton(choice.Button), choice.Result);
         box.setDefaultButton(map.front().first);
+        // The reader's own reason, behind "Show Details...".
+        if (!request.DetailText.empty())
+            box.setDetailedText(FromModel(request.DetailText));
         box.exec();
         // Escape or the close box answers as Cancel where there is one, else as the only button.
         result = map.back().second;
@@ -205,7 +208,13 @@ std::string QtUserInterface::ChooseFile(const FileDialogRequest& request) {
         if (request.Mode == FileDialogMode::Open) {
             chosen = QFileDialog::getOpenFileName(&m_window, caption, start, filter);
         } else {
-            chosen = QFileDialog::getSaveFileName(&m_window, caption, start, filter);
+            // A command that says in its own words what saving into an existing file does asks
+            // itself; the dialog's generic question would come first and say less.
+            const QFileDialog::Options options = request.CommandAsksBeforeOverwrite
+                                                     ? QFileDialog::DontConfirmOverwrite
+                                                     : QFileDialog::Options();
+            chosen =
+                QFileDialog::getSaveFileName(&m_window, caption, start, filter, nullptr, options);
             chosen = WithDefaultSuffix(chosen, request.Filter);
         }
     }
@@ -319,7 +328,7 @@ void QtUserInterface::PrintWidget(QWidget& widget) {
     QPainter painter;
     if (!painter.begin(&m_printer)) {
         ShowMessage(MessageBoxRequest{"Print Error", "The printer could not be started.",
-                                      MessageIcon::Exclamation, MessageButtons::Ok});
+                                      MessageIcon::Exclamation, MessageButtons::Ok, ""});
         return;
     }
     const QRect page = painter.viewport();

@@ -126,7 +126,7 @@ SpectralPlots::SpectralPlots(QWidget* parent)
     m_deView->setObjectName(QStringLiteral("DifferenceChart"));
     for (QChartView* view : {m_curveView, m_deView}) {
         view->setRenderHint(QPainter::Antialiasing);
-        view->setMinimumSize(420, 260);
+        view->setMinimumSize(240, 260);
     }
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(2, 2, 2, 2);

@@ -63,6 +63,12 @@ void Paint::LayOut(int32_t rows, int32_t cols, const std::string& format, int32_
 
     m_grid.SetRows(rows);
     m_grid.SetCols(cols);
+    // An empty grid is empty: no cell keeps a text of the grid shown before (a sample name in
+    // the tile grid's spacer row would be read as data).
+    for (int32_t r = 1; r < rows; ++r) {
+        for (int32_t c = 0; c < cols; ++c)
+            m_grid.SetTextMatrix(r, c, "");
+    }
     m_grid.SetFormatString(format);
     m_grid.SetColWidth(0, kNameColumnPixels * tpp);
     for (int32_t c = 1; c < cols; ++c)
@@ -102,15 +108,25 @@ void Paint::BuildEmptyCorrelationGrid() {
 }
 
 void Paint::WriteInstrumentPanels(std::optional<char> geometryLetter) {
-    if (geometryLetter) {
-        // A status shorter than three characters has no geometry letter to replace.
-        if (m_ws.MasterStatus.size() >= 3)
-            m_ws.MasterStatus[2] = *geometryLetter;
-        if (m_ws.TargetStatus.size() >= 3)
-            m_ws.TargetStatus[2] = *geometryLetter;
+    if (!geometryLetter) {
+        InstrumentPanel1 = "Master : " + m_ws.MasterType + "   /   " + m_ws.MasterStatus;
+        InstrumentPanel2 = "Target : " + m_ws.TargetType + "   /   " + m_ws.TargetStatus;
+        return;
     }
-    InstrumentPanel1 = "Master : " + m_ws.MasterType + "   /   " + m_ws.MasterStatus;
-    InstrumentPanel2 = "Target : " + m_ws.TargetType + "   /   " + m_ws.TargetStatus;
+    // The compare and performance views show the fandecks, in the geometry on show; the tile
+    // sets' status (which profiling checks) is left alone.
+    // Without a fandeck read, the tile sets are on show, as they were measured.
+    const auto panel = [&](const char* side, GlobalVariables::FandeckIdentity& fandeck,
+                           const std::string& tileType, const std::string& tileStatus) {
+        if (fandeck.File.empty())
+            return std::string(side) + " : " + tileType + "   /   " + tileStatus;
+        // A status shorter than three characters has no geometry letter to replace.
+        if (fandeck.Status.size() >= 3)
+            fandeck.Status[2] = *geometryLetter;
+        return std::string(side) + " : " + fandeck.Type + "   /   " + fandeck.Status;
+    };
+    InstrumentPanel1 = panel("Master", m_ws.MasterFandeck, m_ws.MasterType, m_ws.MasterStatus);
+    InstrumentPanel2 = panel("Target", m_ws.TargetFandeck, m_ws.TargetType, m_ws.TargetStatus);
 }
 
 void Paint::RefreshDisplay() {

@@ -87,7 +87,7 @@ void PlaceWatermark(PageDescription& page, const std::filesystem::path& programD
     }
 }
 
-void PrintHeaderBlock(PagePrinter& printer, const GlobalVariables& ws,
+void PrintHeaderBlock(PagePrinter& printer, const CertificateIdentity& id,
                       const std::vector<std::string>& paragraph) {
     printer.Font = PageFont{"Times New Roman", 24.0, false, false};
     printer.Print(" ");
@@ -96,8 +96,8 @@ void PrintHeaderBlock(PagePrinter& printer, const GlobalVariables& ws,
     printer.Print(" ");
     printer.Print(" ");
 
-    auto identification = [&](const std::string& role, const InstrumentIdentification& id) {
-        const auto lines = IdentificationLines(role, id);
+    auto identification = [&](const std::string& role, const InstrumentIdentification& one) {
+        const auto lines = IdentificationLines(role, one);
         printer.Font.Size = 12.0;
         printer.Print(lines[0]);
         printer.Font.Size = 10.0;
@@ -105,8 +105,8 @@ void PrintHeaderBlock(PagePrinter& printer, const GlobalVariables& ws,
         printer.Print(lines[2]);
         printer.Print(" ");
     };
-    identification("Master", MasterIdentification(ws));
-    identification("Target", TargetIdentification(ws));
+    identification("Master", id.Master);
+    identification("Target", id.Target);
 
     printer.Font.Size = 8.0;
     for (const auto& line : paragraph)
@@ -120,18 +120,18 @@ void PrintHeaderBlock(PagePrinter& printer, const GlobalVariables& ws,
     printer.Print(" ");
 }
 
-std::string IdentificationSummary(const GlobalVariables& ws) {
-    return "Master Instrument: " + ws.MasterType + "   Status: " + ws.MasterStatus +
-           "    CalTile # " + ws.MasterSerial + "      Target Instrument: " + ws.TargetType +
-           "   Status: " + ws.TargetStatus + "    CalTile # " + ws.TargetSerial;
+std::string IdentificationSummary(const CertificateIdentity& id) {
+    return "Master Instrument: " + id.Master.Name + "   Status: " + id.Master.Status +
+           "    CalTile # " + id.Master.CalTile + "      Target Instrument: " + id.Target.Name +
+           "   Status: " + id.Target.Status + "    CalTile # " + id.Target.CalTile;
 }
 
-void PrintContinuationHeader(PagePrinter& printer, const GlobalVariables& ws,
+void PrintContinuationHeader(PagePrinter& printer, const CertificateIdentity& id,
                              const std::vector<PrintLine>& captions) {
     printer.Font = PageFont{"Times New Roman", 16.0, false, false};
     printer.Print("Certificate of Instrument Performance");
     printer.Font = PageFont{"Times New Roman", 9.0, false, false};
-    printer.Print(IdentificationSummary(ws));
+    printer.Print(IdentificationSummary(id));
     printer.Print(" ");
     for (const PrintLine& line : captions) {
         printer.Font = line.Font;
@@ -139,14 +139,14 @@ void PrintContinuationHeader(PagePrinter& printer, const GlobalVariables& ws,
     }
 }
 
-void StartTable(PagePrinter& printer, const GlobalVariables& ws,
+void StartTable(PagePrinter& printer, const CertificateIdentity& id,
                 const std::vector<PrintLine>& captions) {
     for (const PrintLine& line : captions) {
         printer.Font = line.Font;
         printer.Print(line.Text);
     }
-    printer.PageHeader = [&ws, captions](PagePrinter& p) {
-        PrintContinuationHeader(p, ws, captions);
+    printer.PageHeader = [id, captions](PagePrinter& p) {
+        PrintContinuationHeader(p, id, captions);
     };
     printer.Font = PageFont{"Courier New", 6.0, false, false};
 }
@@ -187,8 +187,9 @@ PageDescription PrintCertificate::PrintDocument() {
     PagePrinter printer(page);
     printer.FooterHeight = LineHeight(kPageNumberFont);
     const bool hunter = m_ws.ColorSpace != 0;
+    const CertificateIdentity id{MasterIdentification(m_ws), TargetIdentification(m_ws)};
     PrintHeaderBlock(
-        printer, m_ws,
+        printer, id,
         {"The referenced target instrument has been checked and profiled to the master instrument "
          "listed below. The test results below show the conformance of the target",
          hunter ? "instrument to the master on a special set of 32 ceramic tiles designed for this "
@@ -205,7 +206,7 @@ PageDescription PrintCertificate::PrintDocument() {
         {courier12, hunter ? "Tilename         DL    Da   Db   DE         DL    Da   Db   DE"
                            : "Tilename         DL*   Da*  Db*  DE         DL*   Da*  Db*  DE"},
         {courier12, "-----------      ---   ---  ---  ---        ---   ---  ---  ---"}};
-    StartTable(printer, m_ws, captions);
+    StartTable(printer, id, captions);
     for (int i = 0; i < m_ws.TileCount; ++i) {
         printer.Print(PadCut(m_ws.TileNames[i], 35) + DeltaColumns(m_ws.RawDE.Row(i)) +
                       std::string(17, ' ') + DeltaColumns(m_ws.FinalDE.Row(i)));

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "report/PageDescription.h"
+#include "report/ReportText.h"
 #include "workspace/GlobalVariables.h"
 
 namespace tintara {
@@ -52,7 +53,13 @@ class PrintCertificate {
 void PlaceWatermark(PageDescription& page, const std::filesystem::path& programDirectory);
 
 // The title, the master and target identification, `paragraph` at 8 points and the validity line.
-void PrintHeaderBlock(PagePrinter& printer, const GlobalVariables& ws,
+// The two instruments a certificate names.
+struct CertificateIdentity {
+    InstrumentIdentification Master;
+    InstrumentIdentification Target;
+};
+
+void PrintHeaderBlock(PagePrinter& printer, const CertificateIdentity& id,
                       const std::vector<std::string>& paragraph);
 
 // What every further page of a certificate begins with: the title, one line naming the Master and
@@ -61,16 +68,16 @@ struct PrintLine {
     PageFont Font;
     std::string Text;
 };
-void PrintContinuationHeader(PagePrinter& printer, const GlobalVariables& ws,
+void PrintContinuationHeader(PagePrinter& printer, const CertificateIdentity& id,
                              const std::vector<PrintLine>& captions);
 
 // Prints the table's caption lines, makes every further page begin with the continuation header
 // and these captions, and sets the 6-point "Courier New" of the table's lines.
-void StartTable(PagePrinter& printer, const GlobalVariables& ws,
+void StartTable(PagePrinter& printer, const CertificateIdentity& id,
                 const std::vector<PrintLine>& captions);
 
 // The Master and Target on one line, as the further pages name them.
-std::string IdentificationSummary(const GlobalVariables& ws);
+std::string IdentificationSummary(const CertificateIdentity& id);
 
 // Prints `lines` on one page: a new page starts first unless all of them fit on this one.
 void PrintTogether(PagePrinter& printer, const std::vector<PrintLine>& lines);

@@ -23,8 +23,9 @@ PageDescription PrintPerformance::Build(int firstColumn, const char* dataSetLine
     PagePrinter printer(page);
     printer.FooterHeight = LineHeight(kPageNumberFont);
     const bool hunter = m_ws.ColorSpace != 0;
+    const CertificateIdentity id{Master, Target};
     PrintHeaderBlock(
-        printer, m_ws,
+        printer, id,
         {"The referenced Target Instrument has been compared to the master instrument listed "
          "below. The test results below show the conformance of the",
          hunter ? "Target Instrument to the Master, based on the set of samples listed below. The "
@@ -38,7 +39,7 @@ PageDescription PrintPerformance::Build(int firstColumn, const char* dataSetLine
         {courier12,
          hunter ? "Sample Name       DL    Da   Db   DE" : "Sample Name       DL*   Da*  Db*  DE"},
         {courier12, "-----------      ---   ---  ---  ---"}};
-    StartTable(printer, m_ws, captions);
+    StartTable(printer, id, captions);
     Passed = 0;
     Failed = 0;
     for (int32_t s = 0; s < m_ws.SampleCount; ++s) {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "report/PageDescription.h"
+#include "report/ReportText.h"
 #include "workspace/GlobalVariables.h"
 
 namespace tintara {
@@ -20,7 +21,13 @@ namespace tintara {
 // the last page.
 class PrintPerformance {
   public:
-    explicit PrintPerformance(const GlobalVariables& ws) : m_ws(ws) {}
+    explicit PrintPerformance(const GlobalVariables& ws)
+        : Master(MasterIdentification(ws)), Target(TargetIdentification(ws)), m_ws(ws) {}
+
+    // The instruments named; the tile sets' header fields unless the caller names the fandecks
+    // (FandeckIdentification).
+    InstrumentIdentification Master;
+    InstrumentIdentification Target;
 
     std::filesystem::path ProgramDirectory;  // where Watermark.jpg is looked for
     std::string DateText;                    // printed after "Date : "

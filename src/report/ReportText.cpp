@@ -102,6 +102,27 @@ InstrumentIdentification TargetIdentification(const GlobalVariables& ws) {
             FileDate(ws.TargetFileTime, ws.TargetDate)};
 }
 
+InstrumentIdentification FandeckIdentification(const GlobalVariables::FandeckIdentity& deck,
+                                               bool sci, const CertificateHeader& header) {
+    InstrumentIdentification id{deck.Type,    deck.Status,   deck.Serial, deck.Company,
+                                deck.Operator, deck.TileSet, ""};
+    if (id.Status.size() >= 3 && id.Status[2] == 'B')
+        id.Status[2] = sci ? 'I' : 'E';
+    if (!header.Company.empty())
+        id.Company = header.Company;
+    if (!header.Operator.empty())
+        id.Operator = header.Operator;
+    if (!header.TileSet.empty())
+        id.TileSet = header.TileSet;
+    std::error_code ec;
+    const auto written = std::filesystem::last_write_time(deck.File, ec);
+    if (!ec) {
+        id.LastUpdated = ShortDate(std::chrono::time_point_cast<std::chrono::system_clock::duration>(
+            std::chrono::file_clock::to_sys(written)));
+    }
+    return id;
+}
+
 std::vector<std::string> IdentificationLines(const std::string& role,
                                              const InstrumentIdentification& id) {
     return {

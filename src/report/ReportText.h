@@ -52,6 +52,18 @@ struct InstrumentIdentification {
 InstrumentIdentification MasterIdentification(const GlobalVariables& ws);
 InstrumentIdentification TargetIdentification(const GlobalVariables& ws);
 
+// A fandeck's identification for the performance certificate of the geometry printed (SCI when
+// `sci`): its instrument, its status with a "B" (both geometries) resolved to the one printed,
+// its last record's serial as calibration tile, company, operator, tile set (non-empty texts of
+// `header` replace these three, as the header dialog's), and the file's last-modified date.
+struct CertificateHeader {
+    std::string Company;
+    std::string Operator;
+    std::string TileSet;
+};
+InstrumentIdentification FandeckIdentification(const GlobalVariables::FandeckIdentity& deck,
+                                               bool sci, const CertificateHeader& header);
+
 // The three identification lines: "<Master|Target> Instrument: " + name in 20 characters + status
 // + calibration tile; "Company: ..."; "Tile Data for the ... was last updated on ...".
 std::vector<std::string> IdentificationLines(const std::string& role,

@@ -206,6 +206,22 @@ struct GlobalVariables {
     FandeckCurves TargetFandeckReflectance;
     FandeckCurves CorrelatedFandeckReflectance;
     std::vector<std::string> FandeckNames;
+    // Each fandeck's own identity, kept apart from the tile sets' header fields so that reading
+    // a fandeck never changes the tile sets' instrument or status, and a conversion is never
+    // mistaken for one of another file.
+    struct FandeckIdentity {
+        std::string File;  // the file the curves were read from; empty before any read
+        int16_t InstrumentID = 0;
+        std::string Type;
+        std::string Status = "XXXXXX";
+        int16_t AngleCount = 0;
+        std::vector<std::string> Names;
+        // The save set's company and its last record's texts, as a tile set's header fields.
+        std::string Company, Serial, Operator, TileSet;
+    };
+    FandeckIdentity MasterFandeck, TargetFandeck;
+    // The Target fandeck file that CorrelatedFandeckReflectance was converted from.
+    std::string ConvertedFandeckFile;
     bool ConversionDone = false;
     bool CorrelatedFandeckReady = false;
     int32_t SampleCount = 0;

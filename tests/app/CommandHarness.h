@@ -121,4 +121,17 @@ inline void ProfileIntoCcf(CommandHarness& h, const DemoFiles& demo,
     h.commands->SaveCoefficients_Click();
 }
 
+// The demo pair with a 12-sample fandeck and its SCI coefficient file, made once per test
+// program (before any other harness: each harness points TINTARA_HOME at its own folder).
+inline const std::pair<DemoFiles, std::filesystem::path>& SharedDemo() {
+    static const auto demo = [] {
+        CommandHarness h("shared-demo");
+        const auto files = WriteSmallDemo(h.folder, 12);
+        ProfileIntoCcf(h, files, h.folder / "sci.ccf", true);
+        EXPECT_EQ(h.Messages(), "");
+        return std::pair(files, h.folder / "sci.ccf");
+    }();
+    return demo;
+}
+
 }  // namespace tintara::test

@@ -73,9 +73,9 @@ TEST(SmallCommands, RawDataWidensByOnePixelProfileXxxIsNotImplementedAndExitEnds
     EXPECT_EQ(h.commands->Grid().Width, 9024);
     h.commands->Execute(C::ToFile);
     EXPECT_EQ(h.Messages(), "WARNING: This function has not been implemented");
-    h.ui.PrintAnswers = {false};
-    h.commands->Execute(C::ToPrinter);  // a cancelled print dialog ends silently
-    EXPECT_TRUE(h.ui.Printed.empty() && h.ui.Messages.empty());
+    h.commands->Execute(C::ToPrinter);  // nothing calculated: no print dialog
+    EXPECT_EQ(h.Messages(), "Warning: Coefficients have not been calculated");
+    EXPECT_TRUE(h.ui.Printed.empty());
     h.commands->Execute(C::ProgramExit);
     EXPECT_TRUE(h.ui.Ended);
 }
@@ -170,7 +170,7 @@ TEST(TileSets, TheTargetDrawsTheRawDifferencesAndANewMasterInvalidatesIt) {
 
 // ---- the menu road: profile, save, report, compare, save the corrected fandeck ------------------
 
-TEST(MenuRoad, EachCommandsFilesGoWhereChosenAndCancelsChangeNothingButTheCorrelatedSave) {
+TEST(MenuRoad, EachCommandsFilesGoWhereChosenAndCancelsChangeNothing) {
     CommandHarness h("menu-road");
     const test::DemoFiles demo = test::WriteSmallDemo(h.folder, 20);
     const auto ccf = h.folder / "profiles" / "pair.ccf", report = h.folder / "Run1.txt",
@@ -241,25 +241,13 @@ TEST(MenuRoad, EachCommandsFilesGoWhereChosenAndCancelsChangeNothingButTheCorrel
     EXPECT_EQ(LoadSaveSet(out).Records.size(), 20u);
     std::filesystem::remove(out);
     h.ws.CorrelatedSaveSetLoaded = false;
-    h.commands->SaveCorrelatedFandeck_Click();  // cancelled, and still written
+    h.commands->SaveCorrelatedFandeck_Click();  // cancelled: nothing is written
     EXPECT_TRUE(h.ui.Messages.empty());
     EXPECT_FALSE(h.ws.CorrelatedSaveSetLoaded);
-    EXPECT_TRUE(std::filesystem::exists(out));
+    EXPECT_FALSE(std::filesystem::exists(out));
 }
 
 // ---- every refusal of the file, coefficient and fandeck commands --------------------------------
-
-// The demo pair with a 12-sample fandeck and its SCI coefficient file, made once.
-const std::pair<test::DemoFiles, std::filesystem::path>& Demo() {
-    static const auto demo = [] {
-        CommandHarness h("refusal-demo");
-        const auto files = test::WriteSmallDemo(h.folder, 12);
-        test::ProfileIntoCcf(h, files, h.folder / "sci.ccf", true);
-        EXPECT_EQ(h.Messages(), "");
-        return std::pair(files, h.folder / "sci.ccf");
-    }();
-    return demo;
-}
 
 // `pattern` is the text, or the text's start, "...", and something the rest holds.
 bool Matches(const std::string& pattern, const std::string& text) {
@@ -292,10 +280,11 @@ std::string File(CommandHarness& h, const std::string& name) {
         {"target in SCE", [&] { return set({.status = "PBEI01", .instrument = 186}); }},
         {"8 of the demo Target", [&] { return set({.records = 8, .instrument = 179}); }},
         {"12 of a Color i7", [&] { return set({.records = 12}); }},
-        {"demo Master fandeck", [] { return Demo().first.masterFandeck; }},
-        {"demo Target fandeck", [] { return Demo().first.targetFandeck; }},
-        {"demo coefficients", [] { return Demo().second; }},
-        {"demo coefficients copy", [&] { return write("pair.ccf", Text(Demo().second).c_str()); }},
+        {"demo Master fandeck", [] { return test::SharedDemo().first.masterFandeck; }},
+        {"demo Target fandeck", [] { return test::SharedDemo().first.targetFandeck; }},
+        {"demo coefficients", [] { return test::SharedDemo().second; }},
+        {"demo coefficients copy",
+         [&] { return write("pair.ccf", Text(test::SharedDemo().second).c_str()); }},
         {"damaged coefficients", [&] { return write("bad.ccf", "186\r\nshort\r\n"); }},
         {"no save set", [&] { return write("junk.wsv", "junk"); }},
         {"missing", [&] { return h.folder / "gone.wsv"; }},
@@ -377,16 +366,15 @@ TEST(Refusals, EveryRefusalShowsItsTitleAndTextAndChangesNothingElse) {
         {"demo Master fandeck|12 of a Color i7|demo coefficients", fandecks, C::GenerateCSS,
          "Instrument Mis-Match: Instrument types do NOT match - unable to proceed"},
         {"demo Target fandeck|damaged coefficients", conversion, C::GenerateConvData,
-         "File Read Error: There is a problem with the Save_Set File \r\n\r\n...bad.ccf"},
+         "File Read Error: There is a problem with the Save_Set File "},
         {"12 of a Color i7|demo coefficients", conversion, C::GenerateConvData,
          "Instuments do NOT Match: Profile Master - X-Rite Ci7800\r\nProfile Target - X-Rite "
          "Ci64uv\r\nSaveSet Instrument - Macbeth Color i7"},
-        {"cancel", none, C::SaveCorrelatedFandeck,
-         "File I/O Error: No file has been chosen for the Correlated Fandeck - nothing was saved"},
+        {"cancel", none, C::SaveCorrelatedFandeck, ""},
         {"new", none, C::SaveCorrelatedFandeck,
          "Data Error: There is no Correlated Fandeck data to save - convert a fandeck first"},
     };
-    Demo();  // made first: every harness points TINTARA_HOME at its own folder
+    test::SharedDemo();  // made first: every harness points TINTARA_HOME at its own folder
     for (const Row& row : rows) {
         CommandHarness h("refusal");
         SCOPED_TRACE(std::string(row.files) + " -> " +

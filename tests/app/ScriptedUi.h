@@ -26,12 +26,14 @@ class ScriptedUi : public UserInterface {
     std::deque<bool> HeaderAnswers;    // true = OK, false = Quit
     std::deque<bool> GeometryAnswers;  // true SCI, false SCE (then OK)
     std::deque<bool> PrintAnswers;     // true = OK, false = Cancel
+    std::deque<bool> QuestionAnswers;  // yes/no questions; Yes when empty
     // The tolerance dialog: the user's actions on the opened model (it is then cancelled if open).
     std::deque<std::function<void(GetTolerancesDialog&)>> ToleranceAnswers;
     bool PictureLoads = true;
 
     // ---- what was shown ----
-    std::vector<MessageBoxRequest> Messages;
+    std::vector<MessageBoxRequest> Messages;   // every box but the yes/no questions
+    std::vector<MessageBoxRequest> Questions;  // the yes/no questions
     std::vector<FileDialogRequest> FileRequests;
     std::vector<std::string> WizardTitles, WizardTexts;  // of each wizard step shown
     std::map<std::pair<StatusBarId, int>, std::string> Status;
@@ -46,6 +48,13 @@ class ScriptedUi : public UserInterface {
 
     // ---- UserInterface ----
     int16_t ShowMessage(const MessageBoxRequest& request) override {
+        if (request.Buttons == MessageButtons::YesNo) {
+            Questions.push_back(request);
+            const bool yes = QuestionAnswers.empty() || QuestionAnswers.front();
+            if (!QuestionAnswers.empty())
+                QuestionAnswers.pop_front();
+            return yes ? kResultYes : kResultNo;
+        }
         Messages.push_back(request);
         return kResultOk;
     }

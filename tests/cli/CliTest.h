@@ -20,12 +20,15 @@ struct CliRun {
     std::string Out, Err;
 };
 
-// `tintara arguments` with Profiler.ini looked for in `home` only, so the user's own settings
-// never leak in (no file there means the defaults).
-inline CliRun Tintara(const std::filesystem::path& home, const std::string& arguments) {
+// `tintara arguments` run in `home`, with Profiler.ini looked for there only, so the user's own
+// settings never leak in (no file there means the defaults).
+// `environment` is put before the command ("NAME=value ...").
+inline CliRun Tintara(const std::filesystem::path& home, const std::string& arguments,
+                      const std::string& environment = "") {
     CliRun run;
     run.Status =
-        RunCommand("TINTARA_HOME=" + Quote(home) + " " + Quote(CliPath()) + " " + arguments,
+        RunCommand("cd " + Quote(home) + " && " + environment + " TINTARA_HOME=" + Quote(home) +
+                       " " + Quote(CliPath()) + " " + arguments,
                    &run.Out, &run.Err);
     return run;
 }

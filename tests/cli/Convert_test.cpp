@@ -41,7 +41,7 @@ class DemoRoad : public ::testing::Test {
 TEST_F(DemoRoad, ProfileBothGeometriesIntoOneFileThenConvertAndCompare) {
     test::CliRun run = Run(convert + In("target-fandeck.wsv") + " --out " + In("corrected.wsv"));
     EXPECT_EQ(run.Status, 0);  // SCI only: the SCE curves are copied, with a word
-    EXPECT_TRUE(run.Err.starts_with("Warning: ") &&
+    EXPECT_TRUE(run.Err.starts_with("WARNING: ") &&
                 run.Err.find("no SCE coefficients") != std::string::npos)
         << run.Err;
     ASSERT_EQ(Run(profile + " --geometry sce").Status, 0);
@@ -146,10 +146,16 @@ TEST_F(DemoRoad, MismatchedFandecksAreRefusedWithTitleAndText) {
     SaveSetData shorter = LoadSaveSet(dir / "target-fandeck.wsv");
     shorter.Records.pop_back();
     StoreSaveSet(shorter, dir / "short.wsv");
+    // Without a coefficient file the comparison is the Performance wizard's, with its words.
     test::ExpectFailure(
         dir, "compare --master " + In("master-fandeck.wsv") + " --target " + In("short.wsv"), 1,
-        "Save Set Mis-Match: Number of records in Files do NOT match - unable "
-        "to proceed\n");
+        "Error: Record count does not match \n");
+    test::ExpectFailure(dir,
+                        "compare --master " + In("master-fandeck.wsv") + " --target " +
+                            In("short.wsv") + " --ccf " + In("demo.ccf"),
+                        1,
+                        "Save Set Mis-Match: Number of records in Files do NOT match - unable "
+                        "to proceed\n");
     test::ExpectFailure(dir, convert + In("x.wsv"), 2);
     test::ExpectFailure(dir, "compare --master " + In("master-fandeck.wsv"), 2);
     // Hunter Lab takes the captions without asterisks.

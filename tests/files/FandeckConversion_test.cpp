@@ -122,7 +122,8 @@ TEST(FandeckConversion, RefusalsReturnTheirCodes) {
     // A fandeck read on an instrument the file does not profile.
     StoreSaveSet(MakeFandeck(5, 2, 99, "RNBIXX", 0.7), f.dir / "other.wsv");
     EXPECT_EQ(convert(f.ccf, f.dir / "other.wsv"), RWSaveSet::kCorrelationInstrumentMismatch);
-    EXPECT_EQ(ws.TargetInstrumentID, 99);  // what the message shows
+    EXPECT_EQ(ws.TargetFandeck.InstrumentID, 99);  // what the message shows
+    EXPECT_EQ(ws.TargetInstrumentID, 0);           // the tile sets' field is left alone
     EXPECT_FALSE(ws.ConversionDone);
     // An unreadable coefficient file or fandeck, with the reason.
     std::ofstream(f.dir / "broken.ccf", std::ios::binary) << " 47 \r\nRNIIXX\r\n";

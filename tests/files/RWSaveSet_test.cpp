@@ -188,7 +188,11 @@ TEST_F(RWSaveSetTest, ReadersCallTheLibraryInOrder) {
     ws.MasterSaveSetFile = Store(TileSet(3, "XXBIXX", 173, 2, 3), "f.wsv");
     ASSERT_TRUE(rw.ReadMasterFandeck());
     EXPECT_EQ(calls, expected(3, true));
-    EXPECT_EQ(ws.MasterStatus, "XXBIXX");
+    // The fandeck keeps its identity apart from the tile sets' header fields.
+    EXPECT_EQ(ws.MasterFandeck.Status, "XXBIXX");
+    EXPECT_EQ(ws.MasterFandeck.AngleCount, 2);
+    EXPECT_EQ(ws.MasterFandeck.File, ws.MasterSaveSetFile);
+    EXPECT_EQ(ws.MasterStatus, "XXIIXX");  // the tile set read before
     EXPECT_EQ(ws.FandeckAngleCount, 2);
     for (int a = 0; a < 2; ++a)
         EXPECT_EQ(ws.MasterFandeckReflectance(39, a, 2), Value(3, 2, a, 39));

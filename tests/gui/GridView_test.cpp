@@ -2,6 +2,8 @@
 // bursts of cell changes reach Qt.
 #include <gtest/gtest.h>
 
+#include <QScrollBar>
+
 #include "gui/GridView.h"
 #include "gui/GuiHarness.h"
 
@@ -65,15 +67,31 @@ TEST(GridView, CaptionsAlignmentColoursWidthsAndPlacementFollowTheGridModel) {
     EXPECT_EQ(model.headerData(2, Qt::Horizontal, Qt::BackgroundRole).value<QColor>(),
               QColor(255, 224, 192));
 
-    // Widths and placement are twips over twips per pixel.
+    // Widths, top and height are twips over twips per pixel. The view holds every column and
+    // the vertical scroll bar beside them (the last column is never under it), centred in its
+    // parent.
+    const int chrome = 2 * view.frameWidth() + view.verticalScrollBar()->sizeHint().width();
+    const auto columns = [&] {
+        int width = 0;
+        for (int c = 0; c < 4; ++c)
+            width += view.columnWidth(c);
+        return width;
+    };
     EXPECT_EQ(view.columnWidth(0), 200);
-    EXPECT_EQ(view.geometry(), QRect(30, 40, 353, 120));
+    EXPECT_EQ(view.geometry(), QRect((800 - columns() - chrome) / 2, 40, columns() + chrome, 120));
     EXPECT_TRUE(view.isVisible());
     // A screen at 120 dpi has 12 twips per pixel; the same twips make more pixels.
     f.twipsPerPixel = 12;
     view.Sync();
     EXPECT_EQ(view.columnWidth(0), 250);
-    EXPECT_EQ(view.geometry(), QRect(37, 50, 441, 150));
+    EXPECT_EQ(view.columnWidth(1), 75);
+    EXPECT_EQ(view.geometry(), QRect((800 - columns() - chrome) / 2, 50, columns() + chrome, 150));
+    // A narrow parent (a dock beside it): the name column gives way, the values keep theirs.
+    parent.resize(columns() + chrome - 100, 600);
+    view.Sync();
+    EXPECT_EQ(view.columnWidth(0), 150);
+    EXPECT_EQ(view.columnWidth(1), 75);
+    EXPECT_EQ(view.geometry().right() + 1, parent.width());
     f.grid.SetVisible(false);
     view.Sync();
     EXPECT_FALSE(view.isVisible());

@@ -139,9 +139,16 @@ TEST(MainWindow, ProfilesTheDemoPairWithGridPlotsCoefficientsAndPrintout) {
     EXPECT_EQ(Background(model, 3, 2), QColor(255, 255, 192));  // odd rows yellow
     EXPECT_EQ(Background(model, 4, 2), QColor(192, 255, 192));  // even rows green
     EXPECT_EQ(Background(model, 4, 0), gui::kFixedCellColor);
-    // Widths in twips over twips-per-pixel; centred in the window's area, 40 px below its top,
-    // with the buttons under it.
-    EXPECT_EQ(view.width(), h.window->Commands().Grid().Width / h.ws.TwipsPerPixel);
+    // Widths in twips over twips-per-pixel, with the vertical scroll bar beside the columns;
+    // centred in the window's area, 40 px below its top, with the buttons under it.
+    int columns = 0;
+    for (int c = 0; c < view.model()->columnCount(); ++c) {
+        columns += view.columnWidth(c);
+        EXPECT_EQ(view.columnWidth(c),
+                  h.window->Commands().Grid().ColWidth(c) / h.ws.TwipsPerPixel);
+    }
+    EXPECT_EQ(view.width(),
+              columns + 2 * view.frameWidth() + view.verticalScrollBar()->sizeHint().width());
     EXPECT_EQ(view.y(), 40);
     EXPECT_NEAR(view.x() + view.width() / 2.0, h.window->Canvas()->width() / 2.0, 1.0);
     EXPECT_GT(h.window->Button(CommandId::DisplayCommand)->y(), view.geometry().bottom());

@@ -110,6 +110,12 @@ TEST_F(GridFixture, RefreshAvianDisplayLaysOutAfreshAndIndicateCellMarksThePhase
 
 TEST_F(GridFixture, CompareGridShowsTheChosenGeometryInTheColourSpacesCaptions) {
     test::FillSamples(ws, 4, [](int s) { return 0.4 + 0.3 * s; });
+    // The compare grid shows the fandecks' identity, in the geometry on show.
+    for (auto* fandeck : {&ws.MasterFandeck, &ws.TargetFandeck}) {
+        fandeck->File = "deck.wsv";
+        fandeck->Type = "Datacolor SF600 Plus-CT";
+        fandeck->Status = "LABIUX";
+    }
     ws.MasterStatus = ws.TargetStatus = "LABIUX";
     paint.BuildEmptyCompareGrid(ws.SampleCount + 2);
     EXPECT_EQ(grid.Width, (200 + 8 * 60 + 3) * 15);
@@ -128,7 +134,8 @@ TEST_F(GridFixture, CompareGridShowsTheChosenGeometryInTheColourSpacesCaptions) 
         EXPECT_EQ(grid.TextMatrix(6, 0), "Average");
         EXPECT_EQ(paint.ViewSwitchCaption, sci ? "Show SCE Data" : "Show SCI Data");
         const std::string status = sci ? "LAIIUX" : "LAEIUX";
-        EXPECT_EQ(ws.MasterStatus + ws.TargetStatus, status + status);
+        EXPECT_EQ(ws.MasterFandeck.Status + ws.TargetFandeck.Status, status + status);
+        EXPECT_EQ(ws.MasterStatus + ws.TargetStatus, "LABIUXLABIUX");  // the tile sets' own
         EXPECT_EQ(paint.InstrumentPanel1, "Master : Datacolor SF600 Plus-CT   /   " + status);
         EXPECT_EQ(ws.GridShowsSCI, sci);
     }
@@ -174,7 +181,8 @@ TEST_F(GridFixture, TenSamplesPutTheAverageInRowTwelveAndFailAtTheLimit) {
 TEST_F(GridFixture, SceViewShowsTheStoredAverageAndLeavesTheReportAlone) {
     test::FillSamples(ws, 3, [](int s) { return 0.1 * s; });
     ws.SampleDeltas(3, kSceCorrected + 3) = 0.8;  // the engine's average, not recomputed here
-    ws.MasterStatus = "LABIUX";
+    ws.MasterFandeck.File = "deck.wsv";
+    ws.MasterFandeck.Status = "LABIUX";
     std::ofstream(report, std::ios::binary) << "earlier report";
     paint.BuildEmptyPerformanceGrid(ws.SampleCount + 2);
     view.ShowSCEPerformanceData();
@@ -185,7 +193,7 @@ TEST_F(GridFixture, SceViewShowsTheStoredAverageAndLeavesTheReportAlone) {
     EXPECT_EQ(test::ReadFile(report), "earlier report");
     EXPECT_EQ(paint.ViewSwitchCaption, "Show SCI Data");
     EXPECT_FALSE(paint.ViewSwitchBackColor.has_value());  // the command was not enabled
-    EXPECT_EQ(ws.MasterStatus, "LAEIUX");
+    EXPECT_EQ(ws.MasterFandeck.Status, "LAEIUX");
     EXPECT_FALSE(ws.PerformanceShowsSCI);
 
     paint.ViewSwitchEnabled = true;

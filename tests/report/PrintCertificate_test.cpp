@@ -262,7 +262,7 @@ void ExpectEveryPageIdentifiedAndInside(const PageDescription& doc, const Global
         EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [](const std::string& l) {
             return l.find("Certificate of Instrument Performance") != std::string::npos;
         })) << label;
-        EXPECT_TRUE(n == 0 || Has(lines, IdentificationSummary(ws))) << label;
+        EXPECT_TRUE(n == 0 || Has(lines, IdentificationSummary({MasterIdentification(ws), TargetIdentification(ws)}))) << label;
         EXPECT_TRUE(Has(lines, caption)) << label;
         EXPECT_EQ(texts.back().Text,
                   "Page " + std::to_string(n + 1) + " of " + std::to_string(pages));
