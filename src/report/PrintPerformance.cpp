@@ -23,7 +23,8 @@ PageDescription PrintPerformance::Build(int firstColumn, const char* dataSetLine
     PagePrinter printer(page);
     printer.FooterHeight = LineHeight(kPageNumberFont);
     const bool hunter = m_ws.ColorSpace != 0;
-    const CertificateIdentity id{Master, Target};
+    const CertificateIdentity id{Master.value_or(MasterIdentification(m_ws)),
+                                 Target.value_or(TargetIdentification(m_ws))};
     PrintHeaderBlock(
         printer, id,
         {"The referenced Target Instrument has been compared to the master instrument listed "

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 
 #include "report/PageDescription.h"
@@ -21,13 +22,12 @@ namespace tintara {
 // the last page.
 class PrintPerformance {
   public:
-    explicit PrintPerformance(const GlobalVariables& ws)
-        : Master(MasterIdentification(ws)), Target(TargetIdentification(ws)), m_ws(ws) {}
+    explicit PrintPerformance(const GlobalVariables& ws) : m_ws(ws) {}
 
-    // The instruments named; the tile sets' header fields unless the caller names the fandecks
-    // (FandeckIdentification).
-    InstrumentIdentification Master;
-    InstrumentIdentification Target;
+    // The instruments named; unset, the tile sets' header fields (the commands name the fandecks
+    // compared, FandeckIdentification).
+    std::optional<InstrumentIdentification> Master;
+    std::optional<InstrumentIdentification> Target;
 
     std::filesystem::path ProgramDirectory;  // where Watermark.jpg is looked for
     std::string DateText;                    // printed after "Date : "

@@ -107,7 +107,7 @@ TEST_F(DemoRoad, ThePerformanceCertificateIdentifiesBothFandecksOnTheAskedPaperW
     // The SCI-only coefficient file's warning, and no toolkit chatter.
     std::istringstream errLines(run.Err);
     for (std::string line; std::getline(errLines, line);)
-        EXPECT_TRUE(line.starts_with("Warning: The coefficient file")) << line;
+        EXPECT_TRUE(line.starts_with("WARNING: The coefficient file")) << line;
     std::string info, text;
     ASSERT_EQ(test::RunCommand("pdfinfo " + In("c.pdf"), &info), 0);
     EXPECT_NE(info.find("(A4)"), std::string::npos) << info;
