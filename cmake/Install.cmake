@@ -71,9 +71,10 @@ set(CPACK_DEBIAN_PACKAGE_SECTION science)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 # Libraries come from dpkg-shlibdeps; the certificates are set in the metric-compatible
-# Liberation faces, which no library dependency brings.
+# Liberation faces (DejaVu and Droid Sans Fallback for the scripts they lack), which no library
+# dependency brings.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "fonts-liberation")
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "fonts-liberation, fonts-dejavu-core, fonts-droid-fallback")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "profiles one spectrophotometer to another")
 # CPack puts the summary on the first line; this is the extended part (lines under 80 columns).
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION

@@ -124,6 +124,8 @@ void ProfilerCommands::SaveProCompRep_Click() {
         if (file.empty())
             return;
         WriteProfileReport(m_ws, std::filesystem::path(file), Today());
+        // Where the report went, in the panel of the file status bar that names files.
+        SetStatus(StatusBarId::FileStatusBar, 3, FullFilePathText(file));
     });
 }
 
@@ -136,6 +138,7 @@ void ProfilerCommands::ToPrinter_Click() {
         PrintCertificate certificate(m_ws);
         certificate.ProgramDirectory = m_programFolder;
         certificate.DateText = Today();
+        certificate.Paper = m_ui.PrintPaper();
         const PageDescription document = certificate.PrintDocument();
         m_ui.LetEventsRun();
         for (const std::string& warning : document.Warnings) {

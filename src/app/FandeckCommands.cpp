@@ -189,6 +189,12 @@ void ProfilerCommands::InstrumentPerformance_Click() {
         PrintPerformance certificate(m_ws);
         certificate.ProgramDirectory = m_programFolder;
         certificate.DateText = Today();
+        certificate.Paper = m_ui.PrintPaper();
+        // The instruments compared are the fandecks'.
+        certificate.Master = FandeckIdentification(m_ws.MasterFandeck, m_ws.PerformanceShowsSCI,
+                                                   PerformanceHeader);
+        certificate.Target = FandeckIdentification(m_ws.TargetFandeck, m_ws.PerformanceShowsSCI,
+                                                   PerformanceHeader);
         const PageDescription document = m_ws.PerformanceShowsSCI
                                              ? certificate.PrintSCIPerformanceData()
                                              : certificate.PrintSCEPerformanceData();

@@ -124,6 +124,9 @@ class ProfilerCommands {
     };
     // Today, as every report and certificate prints it.
     std::string Today() const { return DateText(Clock()); }
+    // What the performance certificate prints for company, operator and tile set in place of
+    // what the fandecks hold (the command line's --company, --operator, --tileset); empty: theirs.
+    CertificateHeader PerformanceHeader;
 
     // The command line's current folder: fixed (result save sets are written there), however
     // file dialogs are answered.

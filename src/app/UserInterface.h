@@ -124,6 +124,10 @@ class UserInterface : public ProgressSink, public CommandListener {
     // commands then end silently.
     virtual bool ShowPrintDialog() = 0;
 
+    // The paper and printable area of the printer chosen in the last print dialog; the pages are
+    // laid out on it. US Letter with half-inch margins when there is no printer to ask.
+    virtual PageSetup PrintPaper() const { return PageSetup{}; }
+
     // Prints the document on the printer chosen in the last print dialog, as many copies as asked
     // there. Throws Error when the printer fails.
     virtual void PrintDocument(const PageDescription& document) = 0;

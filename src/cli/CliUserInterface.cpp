@@ -7,7 +7,7 @@
 #include "app/HeaderDialogs.h"
 #include "app/ToleranceDialog.h"
 #include "engine/Tolerances.h"
-#include "report/PdfWriter.h"
+#include "cli/PdfOutput.h"
 
 namespace tintara::cli {
 
@@ -65,7 +65,7 @@ void CliUserInterface::ShowTolerances(GetTolerancesDialog& dialog) {
 }
 
 void CliUserInterface::PrintDocument(const PageDescription& document) {
-    WritePdf(document, PdfFile);
+    WriteCertificate(document, PdfFile);
     Printed = true;
 }
 

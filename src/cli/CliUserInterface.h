@@ -9,6 +9,7 @@
 
 #include "app/ProfilerCommands.h"
 #include "app/UserInterface.h"
+#include "report/Paper.h"
 #include "workspace/GlobalVariables.h"
 
 namespace tintara::cli {
@@ -27,7 +28,8 @@ class RefusalShown : public std::runtime_error {
 //    its detail text on a line of its own; a yes/no question is answered Yes, as the options
 //    already said what to do.
 //  - Wizard steps and the header dialog are accepted as they stand; the geometry dialog picks
-//    Geometry; the print dialog is accepted and the document is written as a PDF to PdfFile.
+//    Geometry; the print dialog is accepted and the document is drawn by the page renderer into
+//    the PDF PdfFile, on Paper.
 class CliUserInterface : public UserInterface {
   public:
     explicit CliUserInterface(std::ostream& err) : m_err(err) {}
@@ -46,6 +48,9 @@ class CliUserInterface : public UserInterface {
     void ShowSelectGeometry(SelectGeometryDialog& dialog) override;
     void ShowTolerances(GetTolerancesDialog& dialog) override;
     bool ShowPrintDialog() override { return !PdfFile.empty(); }
+    // The certificates' paper (--paper, else the locale's).
+    PageSetup Paper = LocalePaper();
+    PageSetup PrintPaper() const override { return Paper; }
     void PrintDocument(const PageDescription& document) override;
     void SetStatusText(StatusBarId, int, const std::string&) override {}
     void CommandChanged(const CommandItem&) override {}

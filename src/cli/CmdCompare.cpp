@@ -10,13 +10,16 @@
 #include "cli/Args.h"
 #include "cli/CliUserInterface.h"
 #include "cli/Commands.h"
+#include "cli/PdfOutput.h"
 #include "files/FandeckCompare.h"
 #include "workspace/Error.h"
 
 namespace tintara::cli {
 
 int RunCompare(const Arguments& arguments, CommandContext& context) {
-    const Args args(arguments, {"--master", "--target", "--ccf", "--report", "--certificate"},
+    const Args args(arguments,
+                    {"--master", "--target", "--ccf", "--report", "--certificate", "--paper",
+                     "--company", "--operator", "--tileset"},
                     {"--sce"});
     if (!args.Positionals().empty())
         throw UsageError("unexpected argument " + args.Positionals()[0]);
@@ -80,6 +83,9 @@ int RunCompare(const Arguments& arguments, CommandContext& context) {
 
     if (args.Has("--certificate")) {
         ui.PdfFile = args.Value("--certificate");
+        ui.Paper = PaperOption(args);
+        commands.PerformanceHeader = {args.Value("--company"), args.Value("--operator"),
+                                      args.Value("--tileset")};
         session.Run(C::InstrumentPerformance, [](auto& s) { return s.ui.Printed; });
     }
 

@@ -11,6 +11,7 @@
 #include "cli/Args.h"
 #include "cli/CliUserInterface.h"
 #include "cli/Commands.h"
+#include "cli/PdfOutput.h"
 #include "engine/ProfileSequence.h"
 #include "files/DemoData.h"
 #include "files/FandeckCompare.h"
@@ -34,6 +35,7 @@ struct DemoRun {
     std::filesystem::path masterTiles, targetTiles, masterFandeck, targetFandeck;
     // Written by the profile and convert steps.
     std::filesystem::path coefficientFile, correlatedFandeck;
+    PageSetup paper;  // of the certificates
 };
 
 std::string Fixed(double value, int decimals) {
@@ -99,6 +101,7 @@ void ProfileGeometry(DemoRun& run, bool sci) {
     ui.Answer("Correlation Coefficient File", run.coefficientFile);
     ui.Answer("Profile Report", report);
     ui.PdfFile = pdf;
+    ui.Paper = run.paper;
 
     using C = CommandId;
     session.Run(C::MasterInstrumentTileSet, [](auto& s) { return s.ws.MasterTilesSelected; });
@@ -162,6 +165,7 @@ void CompareBeforeAndAfter(DemoRun& run) {
     ui.Answer("Target Fandeck File", run.targetFandeck);
     ui.Answer("Instrument Correlation Files", run.coefficientFile);
     ui.PdfFile = pdf;
+    ui.Paper = run.paper;
     using C = CommandId;
     session.Run(C::MasterInstrumentSaveSet, [](auto& s) { return s.ws.MasterSaveSetLoaded; });
     session.Run(C::TargetInstrumentSaveSet, [](auto& s) { return s.ws.TargetSaveSetLoaded; });
@@ -217,12 +221,12 @@ const std::vector<DemoStep>& DemoSteps() {
 }  // namespace
 
 int RunDemo(const Arguments& arguments, CommandContext& context) {
-    const Args args(arguments, {"--dir"}, {});
+    const Args args(arguments, {"--dir", "--paper"}, {});
     if (!args.Positionals().empty()) {
         throw UsageError("demo takes no file names; use --dir DIR");
     }
     DemoRun run{context, args.Value("--dir", "tintara-demo"), DemoParameters{}, {}, {}, {}, {}, {},
-                {}};
+                {}, PaperOption(args)};
     const auto& steps = DemoSteps();
     for (std::size_t i = 0; i < steps.size(); ++i) {
         context.out << "== " << i + 1 << ". " << steps[i].title << " ==\n";

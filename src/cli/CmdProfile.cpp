@@ -8,6 +8,7 @@
 #include "cli/Args.h"
 #include "cli/CliUserInterface.h"
 #include "cli/Commands.h"
+#include "cli/PdfOutput.h"
 #include "engine/ProfileSequence.h"
 #include "engine/Validation.h"
 #include "report/ValidationReport.h"
@@ -18,7 +19,7 @@ namespace tintara::cli {
 int RunProfile(const Arguments& arguments, CommandContext& context) {
     const Args args(arguments,
                     {"--master", "--target", "--geometry", "--ccf", "--results-dir", "--report",
-                     "--certificate"},
+                     "--certificate", "--paper"},
                     {"--nocentroid", "--cross-validate"});
     if (!args.Positionals().empty())
         throw UsageError("unexpected argument " + args.Positionals()[0]);
@@ -63,6 +64,7 @@ int RunProfile(const Arguments& arguments, CommandContext& context) {
     }
     if (args.Has("--certificate")) {
         ui.PdfFile = args.Value("--certificate");
+        ui.Paper = PaperOption(args);
         session.Run(C::ToPrinter, [](auto& s) { return s.ui.Printed; });
     }
 

@@ -11,7 +11,7 @@
 #include "cli/Args.h"
 #include "cli/CliUserInterface.h"
 #include "cli/Commands.h"
-#include "report/PdfWriter.h"
+#include "cli/PdfOutput.h"
 #include "report/ReportText.h"
 #include "report/ValidationReport.h"
 #include "workspace/Error.h"
@@ -49,7 +49,7 @@ int RunValidate(const Arguments& arguments, CommandContext& context) {
     if (args.Has("--csv"))
         WriteValidationCsv(result, std::filesystem::path(args.Value("--csv")));
     if (args.Has("--report")) {
-        WritePdf(ValidationReport(result, geometry, ccf, master, target,
+        WriteCertificate(ValidationReport(result, geometry, ccf, master, target,
                                   ShortDate(std::chrono::system_clock::now())),
                  std::filesystem::path(args.Value("--report")));
     }

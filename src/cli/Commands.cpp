@@ -26,7 +26,7 @@ void PrintRows(std::ostream& out, const std::vector<std::vector<std::string>>& r
 
 const std::vector<Command>& AllCommands() {
     static const std::vector<Command> commands = {
-        {"demo", "demo [--dir DIR]",
+        {"demo", "demo [--dir DIR] [--paper a4|letter]",
          "make the demo tile sets and fandecks in DIR and run the whole profile, coefficient "
          "file, convert and compare road",
          RunDemo},
@@ -39,7 +39,7 @@ const std::vector<Command>& AllCommands() {
         {"profile",
          "profile --master M.wsv --target T.wsv [--geometry sci|sce] [--nocentroid] "
          "[--ccf OUT.ccf] [--results-dir DIR] [--report FILE.txt] [--certificate FILE.pdf] "
-         "[--cross-validate]",
+         "[--paper a4|letter] [--cross-validate]",
          "profile the Target tile set to the Master and print the correlation grid; --ccf also "
          "writes the per-tile result save sets, into --results-dir or the current folder",
          RunProfile},
@@ -47,7 +47,8 @@ const std::vector<Command>& AllCommands() {
          "correct a Target save set with a coefficient file", RunConvert},
         {"compare",
          "compare --master M.wsv --target T.wsv [--ccf C.ccf] [--sce] "
-         "[--report CompareReport.txt] [--certificate FILE.pdf]",
+         "[--report CompareReport.txt] [--certificate FILE.pdf] [--paper a4|letter] "
+         "[--company TEXT] [--operator TEXT] [--tileset TEXT]",
          "compare two fandecks and print the performance grid and verdict", RunCompare},
         {"validate",
          "validate --ccf C.ccf --master M.wsv --target T.wsv [--sce] [--report V.pdf] "

@@ -296,6 +296,10 @@ bool RWSaveSet::ReadFandeck(const std::string& file, bool IsMaster) {
     identity.Status = status;
     identity.AngleCount = angles;
     identity.Names = names;
+    identity.Company = header.Company;
+    identity.Serial = system;
+    identity.Operator = notes;
+    identity.TileSet = name2;
     (IsMaster ? m_masterFandeckAngles : m_targetFandeckAngles) = angles;
 
     m_ws.FandeckNames = std::move(names);

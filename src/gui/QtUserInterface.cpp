@@ -13,12 +13,15 @@
 #include <QScreen>
 #include <QTimer>
 
+#include <algorithm>
+#include <cmath>
+
 #include "app/HeaderDialogs.h"
 #include "app/ToleranceDialog.h"
 #include "gui/Dialogs.h"
 #include "gui/GridView.h"
-#include "gui/PageRenderer.h"
 #include "gui/Profiler.h"
+#include "render/PageRenderer.h"
 #include "workspace/Error.h"
 #include "workspace/ProgramFiles.h"
 
@@ -288,8 +291,34 @@ bool QtUserInterface::ShowPrintDialog() {
     return ok;
 }
 
+PageSetup QtUserInterface::PrintPaper() const {
+    // The paper in the printer, and margins no narrower than the half inch the certificates are
+    // laid out for nor than what the printer can reach.
+    const QRectF paper = m_printer.paperRect(QPrinter::Point);
+    const QRectF printable = m_printer.pageRect(QPrinter::Point);
+    PageSetup setup;
+    if (paper.width() <= 0 || paper.height() <= 0)
+        return setup;
+    const auto twips = [](double points) {
+        return static_cast<int32_t>(std::ceil(points * kTwipsPerPoint));
+    };
+    setup.Width = twips(paper.width());
+    setup.Height = twips(paper.height());
+    if (!m_printer.fullPage()) {
+        setup.MarginLeft = std::max(setup.MarginLeft, twips(printable.left() - paper.left()));
+        setup.MarginTop = std::max(setup.MarginTop, twips(printable.top() - paper.top()));
+        setup.MarginRight = std::max(setup.MarginRight, twips(paper.right() - printable.right()));
+        setup.MarginBottom =
+            std::max(setup.MarginBottom, twips(paper.bottom() - printable.bottom()));
+    }
+    return setup;
+}
+
 void QtUserInterface::PrintDocument(const PageDescription& document) {
-    gui::PrintDocument(document, m_printer);
+    // Full-page coordinates: the page description places everything from the paper's corner.
+    m_printer.setFullPage(true);
+    render::RenderDocument(document, m_printer);
+    m_printer.setFullPage(false);
 }
 
 void QtUserInterface::PrintWidget(QWidget& widget) {

@@ -61,6 +61,7 @@ class QtUserInterface : public UserInterface {
     void ShowSelectGeometry(SelectGeometryDialog& dialog) override;
     void ShowTolerances(GetTolerancesDialog& dialog) override;
     bool ShowPrintDialog() override;
+    PageSetup PrintPaper() const override;
     void PrintDocument(const PageDescription& document) override;
     void SetStatusText(StatusBarId bar, int panel, const std::string& text) override;
     void Redraw() override;

@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "gui/PageRenderer.h"
+#include "render/PageRenderer.h"
 
 namespace tintara::gui {
 
@@ -60,7 +60,7 @@ void ValidationView::Redraw() {
         image.setDotsPerMeterY(dotsPerMeter);
         image.fill(Qt::white);
         QPainter painter(&image);
-        RenderPage(m_document.Pages[i], painter, devicePerTwip);
+        render::RenderPage(m_document, m_document.Pages[i], painter, devicePerTwip);
         painter.end();
         m_labels[i]->setPixmap(QPixmap::fromImage(image));
     }

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -23,13 +24,17 @@ struct PageFont {
     bool operator==(const PageFont&) const = default;
 };
 
-// One printed line of text. X, Y are the top-left of the line box in twips from the paper's
-// top-left corner; renderers put the baseline at Y + the font's ascent. Text is UTF-8.
+// Where X of a text line is: its left end, its right end or its middle.
+enum class TextAlign { Left, Right, Centre };
+
+// One printed line of text. X, Y are the top of the line box in twips from the paper's top-left
+// corner (X as Align says); renderers put the baseline at Y + the font's ascent. Text is UTF-8.
 struct PageText {
     int32_t X = 0;
     int32_t Y = 0;
     PageFont Font;
     std::string Text;
+    TextAlign Align = TextAlign::Left;
 };
 
 // A picture file drawn opaquely (plain source copy) into the given box, twips.
@@ -76,10 +81,39 @@ struct Page {
     std::vector<PageText> Texts;
 };
 
-// A whole document. The paper is US Letter unless the builder says otherwise.
+// The paper and the margins that keep everything inside what a printer can reach, twips.
+struct PageSetup {
+    int32_t Width = 17 * kTwipsPerInch / 2;  // US Letter, 8.5 x 11 in
+    int32_t Height = 11 * kTwipsPerInch;
+    int32_t MarginLeft = kTwipsPerInch / 2;
+    int32_t MarginTop = kTwipsPerInch / 2;
+    int32_t MarginRight = kTwipsPerInch / 2;
+    int32_t MarginBottom = kTwipsPerInch / 2;
+
+    static PageSetup Letter() { return PageSetup{}; }
+    // ISO 216 A4, 210 x 297 mm.
+    static PageSetup A4() {
+        PageSetup a4;
+        a4.Width = 11906;
+        a4.Height = 16838;
+        return a4;
+    }
+    int32_t PrintableWidth() const { return Width - MarginLeft - MarginRight; }
+    int32_t PrintableBottom() const { return Height - MarginBottom; }
+    bool operator==(const PageSetup&) const = default;
+};
+
+// A whole document on one paper size.
 struct PageDescription {
-    int32_t PageWidth = 17 * kTwipsPerInch / 2;  // 8.5 in
-    int32_t PageHeight = 11 * kTwipsPerInch;     // 11 in
+    PageDescription() = default;
+    explicit PageDescription(const PageSetup& paper)
+        : PageWidth(paper.Width), PageHeight(paper.Height), Paper(paper) {}
+
+    int32_t PageWidth = 17 * kTwipsPerInch / 2;
+    int32_t PageHeight = 11 * kTwipsPerInch;
+    // The paper and margins the builder laid the pages out for; renderers keep every line inside
+    // its printable area.
+    PageSetup Paper;
     std::vector<Page> Pages;
     // Things the builder could not do (a missing picture); the page is still complete otherwise.
     std::vector<std::string> Warnings;
@@ -100,38 +134,90 @@ inline int32_t LineHeight(const PageFont& font) {
     return static_cast<int32_t>(std::lround(font.Size * kTwipsPerPoint * 1.15));
 }
 
+// Width in twips of `columns` columns of a fixed-pitch face at `size` points: the Courier faces
+// advance 0.6 em per character (Liberation Mono, metric-compatible with Courier New: 1229/2048).
+inline int32_t FixedPitchWidth(std::size_t columns, double size) {
+    return static_cast<int32_t>(std::ceil(columns * size * kTwipsPerPoint * 1229.0 / 2048.0));
+}
+
+// The largest size up to `size` at which `columns` fixed-pitch columns fit in `width` twips, in
+// steps of a quarter point so that lines set at the same size stay on one grid.
+inline double FitFixedPitch(double size, std::size_t columns, int32_t width) {
+    while (size > 4.0 && FixedPitchWidth(columns, size) > width)
+        size -= 0.25;
+    return size;
+}
+
 // The printer's print position: each Print puts one line at the current position, then moves to
 // the start of the next line in the current font's line height. A line that would cross the
-// bottom margin starts a new page first, as a printer does.
+// bottom of the printable area (less the footer kept free) starts a new page first, as a printer
+// does, and the new page begins with whatever PageHeader prints.
 class PagePrinter {
   public:
-    PagePrinter(PageDescription& document, int32_t margin)
-        : m_doc(document), m_margin(margin), CurrentY(margin) {
+    explicit PagePrinter(PageDescription& document)
+        : m_doc(document), CurrentY(document.Paper.MarginTop) {
         if (m_doc.Pages.empty())
             m_doc.Pages.emplace_back();
     }
 
     PageFont Font;
+    // Printed at the top of every page after the first (title, identification, captions).
+    std::function<void(PagePrinter&)> PageHeader;
+    // Height kept free above the bottom margin on every page (for the page number).
+    int32_t FooterHeight = 0;
 
     void Print(const std::string& text) {
         const int32_t height = LineHeight(Font);
-        if (CurrentY + height > m_doc.PageHeight - m_margin && CurrentY > m_margin) {
-            m_doc.Pages.emplace_back();
-            CurrentY = m_margin;
-        }
-        m_doc.Pages.back().Texts.push_back(PageText{m_margin, CurrentY, Font, text});
+        if (CurrentY + height > Bottom() && CurrentY > m_doc.Paper.MarginTop)
+            NewPage();
+        m_doc.Pages.back().Texts.push_back(PageText{Margin(), CurrentY, Font, text});
         CurrentY += height;
     }
 
+    // Ends the page; the next begins with the page header, in the font that was current.
+    void NewPage() {
+        m_doc.Pages.emplace_back();
+        CurrentY = m_doc.Paper.MarginTop;
+        if (PageHeader && !m_inHeader) {
+            const PageFont font = Font;
+            m_inHeader = true;
+            PageHeader(*this);
+            m_inHeader = false;
+            Font = font;
+        }
+    }
+
+    // Starts a new page unless `height` twips still fit on this one, so a block stays together.
+    void KeepTogether(int32_t height) {
+        if (CurrentY + height > Bottom() && CurrentY > m_doc.Paper.MarginTop)
+            NewPage();
+    }
+
     Page& CurrentPage() { return m_doc.Pages.back(); }
-    int32_t Margin() const { return m_margin; }
+    int32_t Margin() const { return m_doc.Paper.MarginLeft; }
+    int32_t Bottom() const { return m_doc.Paper.PrintableBottom() - FooterHeight; }
 
   private:
     PageDescription& m_doc;
-    int32_t m_margin;
+    bool m_inHeader = false;
 
   public:
     int32_t CurrentY;
 };
+
+// Puts "Page n of m" at the foot of every page, right-aligned on the printable area, when the
+// document has more than one page.
+inline void NumberPages(PageDescription& document, const PageFont& font) {
+    const auto count = document.Pages.size();
+    if (count < 2)
+        return;
+    const int32_t y = document.Paper.PrintableBottom() - LineHeight(font);
+    const int32_t right = document.PageWidth - document.Paper.MarginRight;
+    for (std::size_t n = 0; n < count; ++n) {
+        document.Pages[n].Texts.push_back(PageText{
+            right, y, font, "Page " + std::to_string(n + 1) + " of " + std::to_string(count),
+            TextAlign::Right});
+    }
+}
 
 }  // namespace tintara

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "report/ReportText.h"
 #include "workspace/Error.h"
 #include "workspace/NumberFormat.h"
 
@@ -14,7 +15,7 @@ constexpr const char* kCorrelationFormat =
 
 // The sample-name cell of the compare grid: the name in a fixed 75-character field.
 std::string NameField75(const std::string& name) {
-    return (name + std::string(75, ' ')).substr(0, 75);
+    return PadCut(name, 75);
 }
 
 }  // namespace

@@ -1,11 +1,13 @@
 #include "report/PrintCertificate.h"
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 
 #include "report/ReportText.h"
 #include "workspace/Error.h"
 #include "workspace/ProgramFiles.h"
+#include "workspace/Utf8Text.h"
 
 namespace tintara {
 
@@ -71,20 +73,21 @@ void PlaceWatermark(PageDescription& page, const std::filesystem::path& programD
         const JpegInfo info = ReadJpegInfo(file);
         PagePicture picture;
         picture.File = file;
-        picture.Width = kWatermarkWidth;
-        picture.Height = static_cast<int32_t>(static_cast<long long>(kWatermarkWidth) *
-                                              info.Height / info.Width);
+        picture.Width = std::min(kWatermarkWidth, page.Paper.PrintableWidth());
+        picture.Height =
+            static_cast<int32_t>(static_cast<long long>(picture.Width) * info.Height / info.Width);
         picture.X = (page.PageWidth - picture.Width) / 2;
         picture.Y = kWatermarkTop;
         if (page.Pages.empty())
             page.Pages.emplace_back();
-        page.Pages.front().Pictures.push_back(picture);
+        for (Page& each : page.Pages)
+            each.Pictures.push_back(picture);
     } catch (const Error& e) {
         page.Warnings.push_back(std::string("The watermark was left out: ") + e.what());
     }
 }
 
-void PrintHeaderBlock(PagePrinter& printer, const GlobalVariables& ws,
+void PrintHeaderBlock(PagePrinter& printer, const CertificateIdentity& id,
                       const std::vector<std::string>& paragraph) {
     printer.Font = PageFont{"Times New Roman", 24.0, false, false};
     printer.Print(" ");
@@ -93,8 +96,8 @@ void PrintHeaderBlock(PagePrinter& printer, const GlobalVariables& ws,
     printer.Print(" ");
     printer.Print(" ");
 
-    auto identification = [&](const std::string& role, const InstrumentIdentification& id) {
-        const auto lines = IdentificationLines(role, id);
+    auto identification = [&](const std::string& role, const InstrumentIdentification& one) {
+        const auto lines = IdentificationLines(role, one);
         printer.Font.Size = 12.0;
         printer.Print(lines[0]);
         printer.Font.Size = 10.0;
@@ -102,8 +105,8 @@ void PrintHeaderBlock(PagePrinter& printer, const GlobalVariables& ws,
         printer.Print(lines[2]);
         printer.Print(" ");
     };
-    identification("Master", MasterIdentification(ws));
-    identification("Target", TargetIdentification(ws));
+    identification("Master", id.Master);
+    identification("Target", id.Target);
 
     printer.Font.Size = 8.0;
     for (const auto& line : paragraph)
@@ -117,6 +120,59 @@ void PrintHeaderBlock(PagePrinter& printer, const GlobalVariables& ws,
     printer.Print(" ");
 }
 
+std::string IdentificationSummary(const CertificateIdentity& id) {
+    return "Master Instrument: " + id.Master.Name + "   Status: " + id.Master.Status +
+           "    CalTile # " + id.Master.CalTile + "      Target Instrument: " + id.Target.Name +
+           "   Status: " + id.Target.Status + "    CalTile # " + id.Target.CalTile;
+}
+
+void PrintContinuationHeader(PagePrinter& printer, const CertificateIdentity& id,
+                             const std::vector<PrintLine>& captions) {
+    printer.Font = PageFont{"Times New Roman", 16.0, false, false};
+    printer.Print("Certificate of Instrument Performance");
+    printer.Font = PageFont{"Times New Roman", 9.0, false, false};
+    printer.Print(IdentificationSummary(id));
+    printer.Print(" ");
+    for (const PrintLine& line : captions) {
+        printer.Font = line.Font;
+        printer.Print(line.Text);
+    }
+}
+
+void StartTable(PagePrinter& printer, const CertificateIdentity& id,
+                const std::vector<PrintLine>& captions) {
+    for (const PrintLine& line : captions) {
+        printer.Font = line.Font;
+        printer.Print(line.Text);
+    }
+    printer.PageHeader = [id, captions](PagePrinter& p) {
+        PrintContinuationHeader(p, id, captions);
+    };
+    printer.Font = PageFont{"Courier New", 6.0, false, false};
+}
+
+void PrintTogether(PagePrinter& printer, const std::vector<PrintLine>& lines) {
+    int32_t height = 0;
+    for (const PrintLine& line : lines)
+        height += LineHeight(line.Font);
+    printer.KeepTogether(height);
+    for (const PrintLine& line : lines) {
+        printer.Font = line.Font;
+        printer.Print(line.Text);
+    }
+}
+
+std::vector<PrintLine> SignatureLines(double size, const std::string& dateText,
+                                      const PageSetup& paper) {
+    const std::string certified =
+        "Certified by : ___________________________ Name : ___________________________";
+    const std::string date = "                                           Date : " + dateText;
+    const std::size_t columns = std::max(TextColumns(certified), TextColumns(date));
+    const PageFont font{"Courier New", FitFixedPitch(size, columns, paper.PrintableWidth()), false,
+                        false};
+    return {{font, " "}, {font, " "}, {font, certified}, {font, " "}, {font, date}};
+}
+
 void PrintCertificate::CalculateAverageDE() {
     const AverageDE average = MeanTileDE(m_ws);
     AverageRawDE = average.Raw;
@@ -125,14 +181,15 @@ void PrintCertificate::CalculateAverageDE() {
 
 PageDescription PrintCertificate::PrintDocument() {
     RequireTileData(m_ws);
-    PageDescription page;
+    PageDescription page(Paper);
     page.Pages.emplace_back();
-    PlaceWatermark(page, ProgramDirectory);
 
-    PagePrinter printer(page, kPageMargin);
+    PagePrinter printer(page);
+    printer.FooterHeight = LineHeight(kPageNumberFont);
     const bool hunter = m_ws.ColorSpace != 0;
+    const CertificateIdentity id{MasterIdentification(m_ws), TargetIdentification(m_ws)};
     PrintHeaderBlock(
-        printer, m_ws,
+        printer, id,
         {"The referenced target instrument has been checked and profiled to the master instrument "
          "listed below. The test results below show the conformance of the target",
          hunter ? "instrument to the master on a special set of 32 ceramic tiles designed for this "
@@ -143,28 +200,29 @@ PageDescription PrintCertificate::PrintDocument() {
          "This profile in no way changes the response characteristics of the instrument and "
          "therefore does not change the raw data coming from the instrument."});
 
-    printer.Font = PageFont{"Courier New", 12.0, false, false};
-    printer.Print("                     Actual Data             Correlated Data");
-    printer.Print(hunter ? "Tilename         DL    Da   Db   DE         DL    Da   Db   DE"
-                         : "Tilename         DL*   Da*  Db*  DE         DL*   Da*  Db*  DE");
-    printer.Print("-----------      ---   ---  ---  ---        ---   ---  ---  ---");
-
-    printer.Font.Size = 6.0;
+    const PageFont courier12{"Courier New", 12.0, false, false};
+    const std::vector<PrintLine> captions = {
+        {courier12, "                     Actual Data             Correlated Data"},
+        {courier12, hunter ? "Tilename         DL    Da   Db   DE         DL    Da   Db   DE"
+                           : "Tilename         DL*   Da*  Db*  DE         DL*   Da*  Db*  DE"},
+        {courier12, "-----------      ---   ---  ---  ---        ---   ---  ---  ---"}};
+    StartTable(printer, id, captions);
     for (int i = 0; i < m_ws.TileCount; ++i) {
         printer.Print(PadCut(m_ws.TileNames[i], 35) + DeltaColumns(m_ws.RawDE.Row(i)) +
                       std::string(17, ' ') + DeltaColumns(m_ws.FinalDE.Row(i)));
     }
 
     CalculateAverageDE();
-    printer.Font.Size = 12.0;
-    printer.Print("-----------                      ---                        ---");
-    printer.Print("Average DE            Actual ->" + AverageValue(AverageRawDE) +
-                  "         Correlated ->" + AverageValue(AverageFinalDE));
-    printer.Print(" ");
-    printer.Print(" ");
-    printer.Print("Certified by : ___________________________ Name : ___________________________");
-    printer.Print(" ");
-    printer.Print("                                           Date : " + DateText);
+    std::vector<PrintLine> closing = {
+        {courier12, "-----------                      ---                        ---"},
+        {courier12, "Average DE            Actual ->" + AverageValue(AverageRawDE) +
+                        "         Correlated ->" + AverageValue(AverageFinalDE)}};
+    for (PrintLine& line : SignatureLines(12.0, DateText, Paper))
+        closing.push_back(std::move(line));
+    PrintTogether(printer, closing);
+
+    PlaceWatermark(page, ProgramDirectory);
+    NumberPages(page, kPageNumberFont);
     return page;
 }
 

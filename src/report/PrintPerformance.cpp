@@ -17,14 +17,16 @@ void PrintPerformance::CalculateAverageDE(int firstColumn) {
 
 PageDescription PrintPerformance::Build(int firstColumn, const char* dataSetLine) {
     RequireSampleData(m_ws);
-    PageDescription page;
+    PageDescription page(Paper);
     page.Pages.emplace_back();
-    PlaceWatermark(page, ProgramDirectory);
 
-    PagePrinter printer(page, kPageMargin);
+    PagePrinter printer(page);
+    printer.FooterHeight = LineHeight(kPageNumberFont);
     const bool hunter = m_ws.ColorSpace != 0;
+    const CertificateIdentity id{Master.value_or(MasterIdentification(m_ws)),
+                                 Target.value_or(TargetIdentification(m_ws))};
     PrintHeaderBlock(
-        printer, m_ws,
+        printer, id,
         {"The referenced Target Instrument has been compared to the master instrument listed "
          "below. The test results below show the conformance of the",
          hunter ? "Target Instrument to the Master, based on the set of samples listed below. The "
@@ -32,13 +34,13 @@ PageDescription PrintPerformance::Build(int firstColumn, const char* dataSetLine
                 : "Target Instrument to the Master, based on the set of samples listed below. The "
                   "reported data is shown for CIE(1976) L*a*b*, Ill D65 10 Observer."});
 
-    printer.Font = PageFont{"Courier New", 12.0, false, false};
-    printer.Print(dataSetLine);
-    printer.Print(hunter ? "Sample Name       DL    Da   Db   DE"
-                         : "Sample Name       DL*   Da*  Db*  DE");
-    printer.Print("-----------      ---   ---  ---  ---");
-
-    printer.Font.Size = 6.0;
+    const PageFont courier12{"Courier New", 12.0, false, false};
+    const std::vector<PrintLine> captions = {
+        {courier12, dataSetLine},
+        {courier12,
+         hunter ? "Sample Name       DL    Da   Db   DE" : "Sample Name       DL*   Da*  Db*  DE"},
+        {courier12, "-----------      ---   ---  ---  ---"}};
+    StartTable(printer, id, captions);
     Passed = 0;
     Failed = 0;
     for (int32_t s = 0; s < m_ws.SampleCount; ++s) {
@@ -57,27 +59,27 @@ PageDescription PrintPerformance::Build(int firstColumn, const char* dataSetLine
 
     CalculateAverageDE(firstColumn);
     const bool averageFails = AverageDE > m_ws.AverageTolerance;
-    printer.Font.Size = 12.0;
-    printer.Print("-----------                      ---");
-    printer.Print("Average DE                     " + AverageValue(AverageDE) +
-                  (averageFails ? " <FAIL" : " "));
+    const PageFont courier10{"Courier New", 10.0, false, false};
+    std::vector<PrintLine> closing = {
+        {courier12, "-----------                      ---"},
+        {courier12, "Average DE                     " + AverageValue(AverageDE) +
+                        (averageFails ? " <FAIL" : " ")},
+        {courier10, "Total Number of Samples  : " + PrintNumber(Passed + Failed)},
+        {courier10, "Number of Samples PASSED : " + PrintNumber(Passed)},
+        {courier10, "Number of Samples FAILED : " + PrintNumber(Failed)},
+        {courier10, ""},
+        {courier10, ""},
+        {courier10, "Single Sample DE Limit   : " + Format(m_ws.SingleSampleTolerance, "0.00")},
+        {courier10, "Average Sample DE Limit  : " + Format(m_ws.AverageTolerance, "0.00")},
+        // The verdict follows the average alone; failed single samples are reported above.
+        {courier10,
+         std::string("The Target Instrument has") + (averageFails ? " FAILED" : " PASSED")}};
+    for (PrintLine& line : SignatureLines(10.0, DateText, Paper))
+        closing.push_back(std::move(line));
+    PrintTogether(printer, closing);
 
-    printer.Font.Size = 10.0;
-    printer.Print("Total Number of Samples  : " + PrintNumber(Passed + Failed));
-    printer.Print("Number of Samples PASSED : " + PrintNumber(Passed));
-    printer.Print("Number of Samples FAILED : " + PrintNumber(Failed));
-    printer.Print("");
-    printer.Print("");
-    printer.Print("Single Sample DE Limit   : " + Format(m_ws.SingleSampleTolerance, "0.00"));
-    printer.Print("Average Sample DE Limit  : " + Format(m_ws.AverageTolerance, "0.00"));
-    // The verdict follows the average alone; failed single samples are reported above.
-    printer.Print(std::string("The Target Instrument has") +
-                  (averageFails ? " FAILED" : " PASSED"));
-    printer.Print(" ");
-    printer.Print(" ");
-    printer.Print("Certified by : ___________________________ Name : ___________________________");
-    printer.Print(" ");
-    printer.Print("                                           Date : " + DateText);
+    PlaceWatermark(page, ProgramDirectory);
+    NumberPages(page, kPageNumberFont);
     return page;
 }
 

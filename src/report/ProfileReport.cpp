@@ -5,13 +5,15 @@
 
 #include "report/PrintCertificate.h"
 #include "report/ReportText.h"
+#include "workspace/Utf8Text.h"
 
 namespace tintara {
 
 void WriteProfileReport(const GlobalVariables& ws, std::ostream& out, const std::string& dateText) {
     RequireTileData(ws);
     std::ostringstream text;
-    auto line = [&text](const std::string& s) { text << s << "\r\n"; };
+    // Names print whole in some lines; a byte that is not UTF-8 must not reach the file as is.
+    auto line = [&text](const std::string& s) { text << ValidUtf8(s) << "\r\n"; };
 
     for (const auto& s : IdentificationLines("Master", MasterIdentification(ws)))
         line(s);
@@ -72,6 +74,12 @@ void WriteProfileReport(const GlobalVariables& ws, const std::filesystem::path& 
     std::ostringstream text;
     WriteProfileReport(ws, text, dateText);
     SaveTextFile(file, text.str());
+}
+
+std::string FullFilePathText(const std::filesystem::path& file) {
+    std::error_code ec;
+    const std::filesystem::path full = std::filesystem::absolute(file, ec);
+    return "Full File Path is " + (ec ? file : full).string();
 }
 
 }  // namespace tintara

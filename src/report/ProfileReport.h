@@ -21,4 +21,8 @@ void WriteProfileReport(const GlobalVariables& ws, std::ostream& out, const std:
 void WriteProfileReport(const GlobalVariables& ws, const std::filesystem::path& file,
                         const std::string& dateText);
 
+// The label under which the window shows where the report went: "Full File Path is " and the
+// chosen file's full path.
+std::string FullFilePathText(const std::filesystem::path& file);
+
 }  // namespace tintara

@@ -14,11 +14,12 @@
 #include "workspace/Error.h"
 #include "workspace/NumberFormat.h"
 #include "workspace/WriteFile.h"
+#include "workspace/Utf8Text.h"
 
 namespace tintara {
 
 std::string PadCut(const std::string& text, std::size_t width) {
-    return (text + std::string(width, ' ')).substr(0, width);
+    return PadCutColumns(text, width);
 }
 
 std::string CutAtNull(const std::string& text) {
@@ -44,28 +45,83 @@ std::string AverageValue(double value) {
     return Format(value, " ##0.00");
 }
 
-std::string ShortDate(std::chrono::system_clock::time_point when) {
-    const std::time_t t = std::chrono::system_clock::to_time_t(when);
-    std::tm local{};
-    localtime_r(&t, &local);
+namespace {
+
+std::string ShortDateOf(const std::tm& date) {
     std::ostringstream out;
     try {
         out.imbue(std::locale(""));
     } catch (const std::exception&) {
         out.imbue(std::locale::classic());
     }
-    out << std::put_time(&local, "%x");
+    out << std::put_time(&date, "%x");
     return out.str();
 }
 
+// The date of a file as the reader stamped it, in the short form; the reader's own text when the
+// file time was not stamped.
+std::string FileDate(const SystemTime& time, const std::string& text) {
+    if (time.wYear <= 0 || time.wMonth < 1 || time.wMonth > 12 || time.wDay < 1)
+        return text;
+    return ShortDate(time.wYear, time.wMonth, time.wDay);
+}
+
+}  // namespace
+
+std::string ShortDate(std::chrono::system_clock::time_point when) {
+    const std::time_t t = std::chrono::system_clock::to_time_t(when);
+    std::tm local{};
+    localtime_r(&t, &local);
+    return ShortDateOf(local);
+}
+
+std::string ShortDate(int year, int month, int day) {
+    std::tm date{};
+    date.tm_year = year - 1900;
+    date.tm_mon = month - 1;
+    date.tm_mday = day;
+    return ShortDateOf(date);
+}
+
 InstrumentIdentification MasterIdentification(const GlobalVariables& ws) {
-    return {ws.MasterType,     ws.MasterStatus,        ws.MasterSerial, ws.MasterCompany,
-            ws.MasterOperator, ws.MasterTileSetSerial, ws.MasterDate};
+    return {ws.MasterType,
+            ws.MasterStatus,
+            ws.MasterSerial,
+            ws.MasterCompany,
+            ws.MasterOperator,
+            ws.MasterTileSetSerial,
+            FileDate(ws.MasterFileTime, ws.MasterDate)};
 }
 
 InstrumentIdentification TargetIdentification(const GlobalVariables& ws) {
-    return {ws.TargetType,     ws.TargetStatus,        ws.TargetSerial, ws.TargetCompany,
-            ws.TargetOperator, ws.TargetTileSetSerial, ws.TargetDate};
+    return {ws.TargetType,
+            ws.TargetStatus,
+            ws.TargetSerial,
+            ws.TargetCompany,
+            ws.TargetOperator,
+            ws.TargetTileSetSerial,
+            FileDate(ws.TargetFileTime, ws.TargetDate)};
+}
+
+InstrumentIdentification FandeckIdentification(const GlobalVariables::FandeckIdentity& deck,
+                                               bool sci, const CertificateHeader& header) {
+    InstrumentIdentification id{deck.Type,    deck.Status,   deck.Serial, deck.Company,
+                                deck.Operator, deck.TileSet, ""};
+    if (id.Status.size() >= 3 && id.Status[2] == 'B')
+        id.Status[2] = sci ? 'I' : 'E';
+    if (!header.Company.empty())
+        id.Company = header.Company;
+    if (!header.Operator.empty())
+        id.Operator = header.Operator;
+    if (!header.TileSet.empty())
+        id.TileSet = header.TileSet;
+    std::error_code ec;
+    const auto written = std::filesystem::last_write_time(deck.File, ec);
+    if (!ec) {
+        id.LastUpdated = ShortDate(std::chrono::time_point_cast<std::chrono::system_clock::duration>(
+            std::chrono::file_clock::to_sys(written)));
+    }
+    return id;
 }
 
 std::vector<std::string> IdentificationLines(const std::string& role,

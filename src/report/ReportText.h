@@ -10,7 +10,9 @@
 
 namespace tintara {
 
-// The text followed by blanks and cut to exactly `width` characters (longer texts are truncated).
+// The text followed by blanks and cut to exactly `width` columns of a fixed-pitch line: counted in
+// characters, a wide (CJK) character taking two, never cutting a character in half (UTF-8 in and
+// out; ill-formed bytes print as U+FFFD).
 std::string PadCut(const std::string& text, std::size_t width);
 
 // The text cut before its first NUL character, as texts handed back by the save-set library are.
@@ -27,25 +29,40 @@ std::string DeltaColumns(const double* values);
 // Format(value, " ##0.00"), the averages' form.
 std::string AverageValue(double value);
 
-// The date in the user's short date format (the environment's locale, "%x"); the C locale's
-// "MM/DD/YY" when the environment names no usable locale. The reports take the date text from
-// their caller, so this is for the callers that print today's date.
+// The date in the user's short date format (the environment's LC_TIME locale, "%x"); the C
+// locale's "MM/DD/YY" when the environment names no usable locale. The one rendering of every
+// date a report or certificate prints: today's date (the reports take its text from their
+// caller) and the files' last-update dates of the identification lines.
 std::string ShortDate(std::chrono::system_clock::time_point when);
+std::string ShortDate(int year, int month, int day);
 
 // One instrument's identification as the reports and certificates print it. The calibration tile
 // number printed after "CalTile # " is the instrument serial entered in the header dialog: it is
 // the number the lab's calibration tile is registered under.
 struct InstrumentIdentification {
-    std::string Name;         // MasterType / TargetType
-    std::string Status;       // MasterStatus / TargetStatus
-    std::string CalTile;      // MasterSerial / TargetSerial
-    std::string Company;      // MasterCompany / TargetCompany
-    std::string Operator;     // MasterOperator / TargetOperator
-    std::string TileSet;      // MasterTileSetSerial / TargetTileSetSerial
-    std::string LastUpdated;  // MasterDate / TargetDate
+    std::string Name;      // MasterType / TargetType
+    std::string Status;    // MasterStatus / TargetStatus
+    std::string CalTile;   // MasterSerial / TargetSerial
+    std::string Company;   // MasterCompany / TargetCompany
+    std::string Operator;  // MasterOperator / TargetOperator
+    std::string TileSet;   // MasterTileSetSerial / TargetTileSetSerial
+    std::string
+        LastUpdated;  // ShortDate of MasterFileTime / TargetFileTime, else MasterDate / TargetDate
 };
 InstrumentIdentification MasterIdentification(const GlobalVariables& ws);
 InstrumentIdentification TargetIdentification(const GlobalVariables& ws);
+
+// A fandeck's identification for the performance certificate of the geometry printed (SCI when
+// `sci`): its instrument, its status with a "B" (both geometries) resolved to the one printed,
+// its last record's serial as calibration tile, company, operator, tile set (non-empty texts of
+// `header` replace these three, as the header dialog's), and the file's last-modified date.
+struct CertificateHeader {
+    std::string Company;
+    std::string Operator;
+    std::string TileSet;
+};
+InstrumentIdentification FandeckIdentification(const GlobalVariables::FandeckIdentity& deck,
+                                               bool sci, const CertificateHeader& header);
 
 // The three identification lines: "<Master|Target> Instrument: " + name in 20 characters + status
 // + calibration tile; "Company: ..."; "Tile Data for the ... was last updated on ...".

@@ -219,6 +219,8 @@ struct GlobalVariables {
         std::string Status = "XXXXXX";
         int16_t AngleCount = 0;
         std::vector<std::string> Names;
+        // The save set's company and its last record's texts, as a tile set's header fields.
+        std::string Company, Serial, Operator, TileSet;
     };
     FandeckIdentity MasterFandeck, TargetFandeck;
     // The Target fandeck file that CorrelatedFandeckReflectance was converted from.

@@ -209,6 +209,7 @@ TEST(MenuRoad, EachCommandsFilesGoWhereChosenAndCancelsChangeNothing) {
     EXPECT_FALSE(std::filesystem::exists(report));
     h.commands->Execute(C::SaveProCompRep);
     EXPECT_TRUE(Text(report).starts_with("Master Instrument: X-Rite Ci7800"));
+    EXPECT_EQ(h.Panel(StatusBarId::FileStatusBar, 3), "Full File Path is " + report.string());
     EXPECT_TRUE(h.ui.Messages.empty());
 
     h.ui.Files = {demo.masterFandeck.string(), demo.targetFandeck.string(), ccf.string(),

@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
+#include <sstream>
 
 #include "cli/CliTest.h"
 #include "engine/Tolerances.h"
@@ -84,6 +85,63 @@ TEST_F(DemoRoad, ProfileBothGeometriesIntoOneFileThenConvertAndCompare) {
     std::ifstream(dir / "c.pdf").read(pdf.data(), 4);
     EXPECT_EQ(report, "Sample Name                   dL      da      db      dE\r");
     EXPECT_EQ(pdf, "%PDF");
+}
+
+TEST_F(DemoRoad, ThePerformanceCertificateIdentifiesBothFandecksOnTheAskedPaperWithoutADisplay) {
+#if !TINTARA_HAS_RENDERER
+    test::ExpectFailure(dir,
+                        "compare --master " + In("master-fandeck.wsv") + " --target " +
+                            In("target-fandeck.wsv") + " --certificate " + In("c.pdf"),
+                        1, "built without Qt");
+    GTEST_SKIP() << "this build has no page renderer";
+#else
+    if (test::RunCommand("pdftotext -v") != 0 || test::RunCommand("pdfinfo -v") != 0)
+        GTEST_SKIP() << "poppler-utils are not installed";
+    // No display and no platform named: the tool must still draw.
+    const std::string noDisplay = "env -u DISPLAY -u WAYLAND_DISPLAY -u QT_QPA_PLATFORM ";
+    test::CliRun run;
+    run.Status = test::RunCommand(
+        noDisplay + "TINTARA_HOME=" + test::Quote(dir) + " " + test::Quote(test::CliPath()) +
+            " compare --master " + In("master-fandeck.wsv") + " --target " +
+            In("target-fandeck.wsv") + " --ccf " + In("demo.ccf") + " --certificate " +
+            In("c.pdf") +
+            " --paper a4 --company 'Farbwerk M\xC3\xBC"
+            "nchen GmbH' --operator "
+            "'\xCE\x9D. \xCE\xA0\xCE\xB1\xCF\x80\xCE\xAC\xCF\x82' --tileset 'BCRA II 0932'",
+        &run.Out, &run.Err);
+    ASSERT_EQ(run.Status, 0) << run.Err;
+    // The SCI-only coefficient file's warning, and no toolkit chatter.
+    std::istringstream errLines(run.Err);
+    for (std::string line; std::getline(errLines, line);)
+        EXPECT_TRUE(line.starts_with("WARNING: The coefficient file")) << line;
+    std::string info, text;
+    ASSERT_EQ(test::RunCommand("pdfinfo " + In("c.pdf"), &info), 0);
+    EXPECT_NE(info.find("(A4)"), std::string::npos) << info;
+    ASSERT_EQ(test::RunCommand("pdftotext -layout -f 1 -l 1 " + In("c.pdf") + " -", &text), 0);
+    // Instruments from the catalogue, the status resolved to the SCI printed (demo "RCBIXX"), the
+    // calibration tile serials of the records, the texts given, the files' dates.
+    for (const std::string expected :
+         {"Master Instrument: X-Rite Ci7800", "Status: RCIIXX", "CalTile # CI7800-100234",
+          "Target Instrument: X-Rite Ci64uv", "CalTile # CI64UV-200871",
+          "Company: Farbwerk M\xC3\xBCnchen GmbH", "Operator: \xCE\x9D. \xCE\xA0\xCE\xB1",
+          "Tile Set: BCRA II 0932", "Tile Data for the X-Rite Ci7800 was last updated on ",
+          "SCI Data"}) {
+        EXPECT_NE(text.find(expected), std::string::npos) << expected << "\n" << text;
+    }
+    EXPECT_EQ(text.find("updated on \n"), std::string::npos) << "a date follows";
+    // Letter by name; a paper we do not know is a usage error.
+    ASSERT_EQ(Run("compare --master " + In("master-fandeck.wsv") + " --target " +
+                  In("target-fandeck.wsv") + " --certificate " + In("c.pdf") + " --paper Letter")
+                  .Status,
+              0);
+    ASSERT_EQ(test::RunCommand("pdfinfo " + In("c.pdf"), &info), 0);
+    EXPECT_NE(info.find("(letter)"), std::string::npos) << info;
+    test::ExpectFailure(dir,
+                        "compare --master " + In("master-fandeck.wsv") + " --target " +
+                            In("target-fandeck.wsv") + " --certificate " + In("c.pdf") +
+                            " --paper b5",
+                        2);
+#endif
 }
 
 TEST_F(DemoRoad, MismatchedFandecksAreRefusedWithTitleAndText) {

@@ -6,6 +6,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QDialog>
+#include <QPageSize>
 #include <QPushButton>
 #include <cstdlib>
 #include <deque>
@@ -101,7 +102,8 @@ struct WindowHarness {
             return kResultOk;
         };
         ui.PrintDialogPresenter = [this](QPrinter& printer) {
-            printer.setOutputFormat(QPrinter::PdfFormat);  // into printed.pdf
+            printer.setOutputFormat(QPrinter::PdfFormat);  // into printed.pdf, on A4
+            printer.setPageSize(QPageSize(QPageSize::A4));
             printer.setOutputFileName(QString::fromStdString((folder / "printed.pdf").string()));
             ++PrintDialogs;
             return true;

@@ -25,6 +25,7 @@
 #include "gui/GridView.h"
 #include "gui/GuiHarness.h"
 #include "gui/SpectralPlots.h"
+#include "render/PdfInspect.h"
 #include "gui/ValidationView.h"
 #include "report/Paint.h"
 
@@ -208,6 +209,15 @@ TEST(MainWindow, ProfilesTheDemoPairWithGridPlotsCoefficientsAndPrintout) {
     EXPECT_EQ(h.PrintDialogs, 1);
     EXPECT_GT(std::filesystem::file_size(h.folder / "printed.pdf"), 1000u);
     EXPECT_TRUE(h.Messages.empty()) << h.Messages.front().Text;
+    if (test::HavePoppler()) {
+        // Laid out on the printer's paper, everything inside its half-inch margins.
+        const auto pages = test::ReadPdf(h.folder / "printed.pdf");
+        ASSERT_EQ(pages.size(), 1u);
+        EXPECT_NEAR(pages[0].Width, 595.3, 0.5);
+        EXPECT_NEAR(pages[0].Height, 841.9, 0.5);
+        test::ExpectInside(pages, 36.0);
+        EXPECT_NE(pages[0].Layout.find("Certified by :"), std::string::npos);
+    }
     EXPECT_TRUE(h.Files.empty() && h.Dialogs.empty());
 
     // Clearing the display (a colour-space change) takes the plots away with the grid.

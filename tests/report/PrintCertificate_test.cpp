@@ -1,5 +1,5 @@
-// The two certificates as page descriptions (every line's text, fonts, watermark, verdict rules)
-// and the toolkit-free PDF writer that files them.
+// The two certificates as page descriptions: every line's text, fonts, watermark, verdict rules,
+// paper and pages.
 #include "report/PrintCertificate.h"
 
 #include <gtest/gtest.h>
@@ -7,10 +7,11 @@
 #include <algorithm>
 #include <sstream>
 
-#include "report/PdfWriter.h"
 #include "report/PrintPerformance.h"
 #include "report/ReportFixtures.h"
+#include "report/ReportText.h"
 #include "workspace/Error.h"
+#include "workspace/Utf8Text.h"
 
 namespace tintara {
 namespace {
@@ -147,78 +148,6 @@ TEST(PrintCertificate, FontsPositionsAndTheWatermarkFollowThePrintPosition) {
     EXPECT_THROW(Certificate(ws, dir), Error);
 }
 
-// ---- PDF writer ---------------------------------------------------------------------------------
-
-TEST(PdfWriter, WinAnsiHoldsLatinOneAndTheWindowsPunctuation) {
-    // Latin-1, euro and en dash, then a CJK character, a cut sequence, a stray continuation
-    // byte and a four-byte character, each one "?".
-    const std::pair<const char*, const char*> cases[] = {
-        {"10\xC2\xBA \xC3\xA9t\xC3\xA9", "10\xBA \xE9t\xE9"},
-        {"\xE2\x82\xAC 5 \xE2\x80\x93 6", "\x80 5 \x96 6"},
-        {"\xE6\x97\xA5 a\xC3", "? a?"},
-        {"\xF0\x9F\x98\x80!\xBA", "?!?"}};
-    for (const auto& [utf8, winAnsi] : cases)
-        EXPECT_EQ(Utf8ToWinAnsi(utf8), winAnsi) << utf8;
-}
-
-TEST(PdfWriter, CrossReferenceOffsetsPointAtTheirObjectsAndAReaderFindsEveryLine) {
-    GlobalVariables ws = TwoTilesWorkspace(0);
-    PageDescription page = Certificate(ws, test::DataPath("report"));
-    // Characters PDF strings escape, in a face of its own; a picture that cannot be read.
-    page.Pages[0].Texts.push_back({720, 14000, PageFont{"Arial", 10}, "a (b) \\ c 10\xC2\xBA"});
-    page.Pages[0].Pictures.push_back({test::DataPath("report/none.jpg"), 0, 0, 100, 100});
-    std::ostringstream out;
-    WritePdf(page, out);
-    const std::string pdf = out.str();
-    EXPECT_NE(pdf.find("(a \\(b\\) \\\\ c 10\\272) Tj"), std::string::npos);
-    EXPECT_THROW(WritePdf(page, test::ScratchDir("PdfWriterIo") / "missing" / "x.pdf"), IoError);
-    ASSERT_EQ(pdf.rfind("%PDF-1.4", 0), 0u);
-    const auto startxref = pdf.rfind("startxref\n");
-    ASSERT_NE(startxref, std::string::npos);
-    const std::size_t xref = std::stoul(pdf.substr(startxref + 10));
-    ASSERT_EQ(pdf.compare(xref, 5, "xref\n"), 0);
-    std::istringstream table(pdf.substr(xref + 5));
-    int first = 0, count = 0;
-    std::string offset, generation, kind;
-    table >> first >> count >> offset >> generation >> kind;  // then the free entry
-    ASSERT_GT(count, 5);
-    for (int id = 1; id < count; ++id) {
-        table >> offset >> generation >> kind;
-        ASSERT_EQ(kind, "n");
-        const std::string header = std::to_string(id) + " 0 obj";
-        EXPECT_EQ(pdf.compare(std::stoul(offset), header.size(), header), 0) << header;
-    }
-    for (std::size_t at = 0; (at = pdf.find("/Length ", at)) != std::string::npos;) {
-        const std::size_t length = std::stoul(pdf.substr(at + 8));
-        at = pdf.find("stream\n", at) + 7 + length;
-        EXPECT_EQ(pdf.compare(at, 10, "\nendstream"), 0);
-    }
-    for (const char* font : {"/Times-Roman", "/Times-Italic", "/Courier", "/Helvetica", "/Count 1"})
-        EXPECT_NE(pdf.find(font), std::string::npos) << font;
-
-    if (test::RunCommand("pdftotext -v") != 0 || test::RunCommand("pdfimages -v") != 0)
-        GTEST_SKIP() << "poppler's pdftotext / pdfimages are not installed";
-    const std::string file = (test::ScratchDir("PdfWriterReader") / "certificate.pdf").string();
-    WritePdf(page, file);
-    std::string text, images, err;
-    ASSERT_EQ(test::RunCommand("pdftotext -raw '" + file + "' -", &text, &err), 0) << err;
-    EXPECT_TRUE(err.empty()) << err;
-    // pdftotext collapses runs of blanks; compare word sequences.
-    const auto words = [](const std::string& s) {
-        std::istringstream in(s);
-        std::string w, all;
-        while (in >> w)
-            all += w + " ";
-        return all;
-    };
-    for (const auto& line : page.TextLines())
-        EXPECT_NE(words(text).find(words(line)), std::string::npos) << line;
-    // "page num type width height color comp bpc enc ...": the watermark, and no other picture.
-    ASSERT_EQ(test::RunCommand("pdfimages -list '" + file + "'", &images, &err), 0) << err;
-    EXPECT_NE(words(images).find("1 0 image 240 200 rgb 3 8 jpeg"), std::string::npos) << images;
-    EXPECT_EQ(words(images).find("1 1 image"), std::string::npos) << images;
-}
-
 // ---- performance certificate --------------------------------------------------------------------
 
 struct PerformanceCertificate : ::testing::Test {
@@ -311,20 +240,95 @@ TEST_F(PerformanceCertificate, SceAndHunterPagesUseTheirOwnDataAndTexts) {
         "shown for Hunter Lab, Ill D65 10 Observer."));
 }
 
-TEST_F(PerformanceCertificate, ALongFandeckContinuesOnFurtherPagesInOrder) {
-    test::FillSamples(ws, 400, [](int s) { return 0.01 * (s % 150); });
-    const PageDescription page = printer.PrintSCIPerformanceData();
-    ASSERT_GE(page.Pages.size(), 3u);
-    EXPECT_TRUE(page.Pages[0].Pictures.size() == 1 && page.Pages[1].Pictures.empty());
-    int next = 1;
-    for (const auto& p : page.Pages) {
-        for (const auto& t : p.Texts) {
-            EXPECT_LE(t.Y + LineHeight(t.Font), page.PageHeight - kPageMargin);
-            next += t.Text.starts_with("Sample " + std::to_string(next) + " ");
+// What every page of a long certificate must carry, and where its lines may go.
+void ExpectEveryPageIdentifiedAndInside(const PageDescription& doc, const GlobalVariables& ws,
+                                        const std::string& caption) {
+    const std::size_t pages = doc.Pages.size();
+    for (std::size_t n = 0; n < pages; ++n) {
+        const auto& texts = doc.Pages[n].Texts;
+        std::vector<std::string> lines;
+        for (const auto& t : texts) {
+            lines.push_back(t.Text);
+            EXPECT_GE(t.Y, doc.Paper.MarginTop);
+            EXPECT_LE(t.Y + LineHeight(t.Font), doc.Paper.PrintableBottom()) << t.Text;
+            if (t.Font.Family == "Courier New") {  // its width is known exactly
+                EXPECT_LE(t.X + FixedPitchWidth(TextColumns(t.Text), t.Font.Size),
+                          doc.PageWidth - doc.Paper.MarginRight)
+                    << t.Text;
+            }
         }
+        const std::string label = "page " + std::to_string(n + 1);
+        EXPECT_EQ(doc.Pages[n].Pictures.size(), 1u) << label;
+        EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [](const std::string& l) {
+            return l.find("Certificate of Instrument Performance") != std::string::npos;
+        })) << label;
+        EXPECT_TRUE(n == 0 || Has(lines, IdentificationSummary({MasterIdentification(ws), TargetIdentification(ws)}))) << label;
+        EXPECT_TRUE(Has(lines, caption)) << label;
+        EXPECT_EQ(texts.back().Text,
+                  "Page " + std::to_string(n + 1) + " of " + std::to_string(pages));
+        EXPECT_EQ(texts.back().Align, TextAlign::Right);
+        EXPECT_EQ(texts.back().X, doc.PageWidth - doc.Paper.MarginRight);
     }
-    EXPECT_EQ(next, 401) << "every sample, in order";
-    EXPECT_TRUE(page.TextLines().back().ends_with("Date : 04/02/2024"));
+}
+
+TEST_F(PerformanceCertificate, ALongFandeckRepeatsItsHeaderOnNumberedPagesAndEndsTogether) {
+    const auto de = [](int s) { return 0.01 * (s % 150); };
+    test::FillSamples(ws, 1200, de);
+    ws.SingleSampleTolerance = 1.0;
+    int failed = 0;
+    for (int s = 0; s < 1200; ++s)
+        failed += de(s) > 1.0;
+    for (const PageSetup& paper : {PageSetup::Letter(), PageSetup::A4()}) {
+        printer.Paper = paper;
+        const PageDescription doc = printer.PrintSCIPerformanceData();
+        EXPECT_EQ(doc.PageWidth, paper.Width);
+        EXPECT_EQ(doc.PageHeight, paper.Height);
+        ASSERT_GE(doc.Pages.size(), 8u);
+        ExpectEveryPageIdentifiedAndInside(doc, ws, "Sample Name       DL*   Da*  Db*  DE");
+        int next = 1;
+        for (const auto& p : doc.Pages) {
+            for (const auto& t : p.Texts)
+                next += t.Text.starts_with("Sample " + std::to_string(next) + " ");
+        }
+        EXPECT_EQ(next, 1201) << "every sample, in order";
+        // The verdict, the limits and the signature lines share the last page.
+        std::vector<std::string> last;
+        for (const auto& t : doc.Pages.back().Texts)
+            last.push_back(t.Text);
+        for (const std::string& line :
+             {std::string("Average DE") + B(22) + "0.75 <FAIL",
+              "Number of Samples FAILED :  " + std::to_string(failed) + " ",
+              std::string("Single Sample DE Limit   : 1.00"),
+              std::string("The Target Instrument has FAILED"),
+              std::string("                                           Date : 04/02/2024")})
+            EXPECT_TRUE(Has(last, line)) << line;
+    }
+}
+
+TEST(PrintCertificate, ALongTileSetContinuesOnNumberedPagesAndAWideNameKeepsTheColumns) {
+    GlobalVariables ws = TwoTilesWorkspace(0);
+    ws.DimensionTileArrays(300);
+    ws.TileNames.assign(301, "Grün glänzend Fliese Nr. 10 äöü 白色タイル");
+    PrintCertificate certificate(ws);
+    certificate.ProgramDirectory = test::DataPath("report");
+    certificate.DateText = "04/02/2024";
+    for (const PageSetup& paper : {PageSetup::Letter(), PageSetup::A4()}) {
+        certificate.Paper = paper;
+        const PageDescription doc = certificate.PrintDocument();
+        ASSERT_GE(doc.Pages.size(), 2u);
+        ExpectEveryPageIdentifiedAndInside(
+            doc, ws, "Tilename         DL*   Da*  Db*  DE         DL*   Da*  Db*  DE");
+        // Cut by columns, a wide character counting two: "色" would straddle column 35, so a
+        // blank takes its place.
+        const auto lines = doc.TextLines();
+        const auto tile = std::find_if(lines.begin(), lines.end(),
+                                       [](const std::string& l) { return l.starts_with("Grün"); });
+        ASSERT_NE(tile, lines.end());
+        EXPECT_TRUE(tile->starts_with("Grün glänzend Fliese Nr. 10 äöü 白  0.00")) << *tile;
+        EXPECT_EQ(TextColumns(*tile), 35u + TextColumns(DeltaColumns(ws.RawDE.Row(0))) * 2 + 17);
+        // The signature lines are the widest; they are set small enough to fit.
+        EXPECT_TRUE(lines[lines.size() - 2].ends_with("Date : 04/02/2024"));
+    }
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include "report/ReportFixtures.h"
 #include "workspace/Error.h"
 #include "workspace/NumberFormat.h"
+#include "workspace/Utf8Text.h"
 
 namespace tintara {
 namespace {
@@ -170,6 +171,38 @@ TEST(ProfileReport, MatchesTheGoldenReportsAndAveragesOverTheListedTiles) {
     std::ostringstream out;
     EXPECT_THROW(WriteProfileReport(ws, out, ""), Error);
     EXPECT_TRUE(out.str().empty());
+}
+
+TEST(ProfileReport, NamesInAnyScriptKeepTheirColumnsAndNoCharacterIsCutInHalf) {
+    GlobalVariables ws = ProfiledWorkspace();
+    const std::vector<std::string> names = {
+        "Wei\xC3\x9F",
+        "Gr\xC3\xBCn gl\xC3\xA4nzend Fliese Nr. 10 \xC3\xA4\xC3\xB6\xC3\xBC",
+        "Rouge fonc\xC3\xA9",
+        "\xC5\xBB\xC3\xB3\xC5\x82ta p\xC5\x82ytka",  // Żółta płytka
+        "\xCE\x9B\xCE\xB5\xCF\x85\xCE\xBA\xCF\x8C",
+        "\xD0\x91\xD0\xB5\xD0\xBB\xD1\x8B\xD0\xB9",
+        "\xE7\x99\xBD\xE8\x89\xB2\xE3\x82\xBF\xE3\x82\xA4\xE3\x83\xAB",
+        "Bad byte \xC3"};
+    for (std::size_t i = 0; i < names.size(); ++i)
+        ws.TileNames[i] = names[i];
+    // 29 ASCII characters and a two-byte one: cut by bytes, the 30th column was half of "ü".
+    ws.TileNames[8] = "Fliese mit sehr langem Namen \xC3\xBC und mehr";
+    ws.MasterType = "Spektralfotometer M\xC3\xBCnchen Gr\xC3\xB6\xC3\x9Fe 2";
+    const std::string text = ProfileReport(ws);
+    EXPECT_EQ(ValidUtf8(text), text) << "the report is well-formed UTF-8";
+    const auto lines = Lines(text);
+    // Master line: the name cut to 20 columns, then "   Status: ".
+    EXPECT_EQ(lines[0].substr(0, lines[0].find("   Status")),
+              "Master Instrument: Spektralfotometer M\xC3\xBC");
+    for (int i = 0; i < 9; ++i) {
+        const std::string& line = lines[11 + i];
+        // Every value column starts 30 columns in, whatever the name's script.
+        EXPECT_EQ(TextColumns(line.substr(0, line.find(SignedValue(ws.RawDE(i, 0))))), 30u) << line;
+        EXPECT_EQ(TextColumns(line), TextColumns(lines[11 + 9])) << line;
+    }
+    EXPECT_TRUE(lines[11 + 8].starts_with("Fliese mit sehr langem Namen \xC3\xBC ")) << lines[19];
+    EXPECT_TRUE(lines[11 + 7].starts_with("Bad byte \xEF\xBF\xBD ")) << lines[18];
 }
 
 }  // namespace

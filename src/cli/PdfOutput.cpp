@@ -1,0 +1,34 @@
+#include "cli/PdfOutput.h"
+
+
+#include "report/Paper.h"
+#include "workspace/Error.h"
+
+#if TINTARA_HAS_RENDERER
+#include "render/PageRenderer.h"
+#endif
+
+namespace tintara::cli {
+
+PageSetup PaperOption(const Args& args) {
+    if (!args.Has("--paper"))
+        return LocalePaper();
+    const auto paper = PaperByName(args.Value("--paper"));
+    if (!paper)
+        throw UsageError("--paper must be a4 or letter, not '" + args.Value("--paper") + "'");
+    return *paper;
+}
+
+void WriteCertificate(const PageDescription& page, const std::filesystem::path& file) {
+#if TINTARA_HAS_RENDERER
+    render::EnsureGuiApplication();
+    render::WritePdf(page, file);
+#else
+    (void)page;
+    throw Error("Cannot write " + file.string() +
+                ": this tintara was built without Qt (TINTARA_GUI=OFF) and cannot draw "
+                "certificates");
+#endif
+}
+
+}  // namespace tintara::cli
