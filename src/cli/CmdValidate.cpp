@@ -50,8 +50,8 @@ int RunValidate(const Arguments& arguments, CommandContext& context) {
         WriteValidationCsv(result, std::filesystem::path(args.Value("--csv")));
     if (args.Has("--report")) {
         WriteCertificate(ValidationReport(result, geometry, ccf, master, target,
-                                  ShortDate(std::chrono::system_clock::now())),
-                 std::filesystem::path(args.Value("--report")));
+                                          ShortDate(std::chrono::system_clock::now())),
+                         std::filesystem::path(args.Value("--report")));
     }
 
     context.out << (geometry == Geometry::SCI ? "SCI" : "SCE") << ", " << result.Samples.size()

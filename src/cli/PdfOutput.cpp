@@ -1,6 +1,5 @@
 #include "cli/PdfOutput.h"
 
-
 #include "report/Paper.h"
 #include "workspace/Error.h"
 
@@ -17,6 +16,14 @@ PageSetup PaperOption(const Args& args) {
     if (!paper)
         throw UsageError("--paper must be a4 or letter, not '" + args.Value("--paper") + "'");
     return *paper;
+}
+
+bool CanDrawCertificates() {
+#if TINTARA_HAS_RENDERER
+    return true;
+#else
+    return false;
+#endif
 }
 
 void WriteCertificate(const PageDescription& page, const std::filesystem::path& file) {

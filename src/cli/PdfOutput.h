@@ -15,6 +15,9 @@ PageSetup PaperOption(const Args& args);
 // Draws `page` into the PDF `file`, replacing an earlier one only once the new one is complete.
 // Without a display the renderer runs on Qt's offscreen platform. A tintara built without Qt
 // (TINTARA_GUI=OFF) has no renderer: it throws Error saying so.
+// Whether this tintara can draw certificates (it was built with the Qt page renderer).
+bool CanDrawCertificates();
+
 void WriteCertificate(const PageDescription& page, const std::filesystem::path& file);
 
 }  // namespace tintara::cli
