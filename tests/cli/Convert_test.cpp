@@ -78,13 +78,20 @@ TEST_F(DemoRoad, ProfileBothGeometriesIntoOneFileThenConvertAndCompare) {
         EXPECT_EQ(after[1202][0], "The Target Instrument has PASSED");
         EXPECT_EQ(Compare("target-fandeck.wsv", " --ccf " + In("demo.ccf") + view), after);
     }
+#if TINTARA_HAS_RENDERER
     const std::string files = " --report " + In("r.txt") + " --certificate " + In("c.pdf");
+#else
+    const std::string files = " --report " + In("r.txt");  // a tintara without Qt draws no PDF
+#endif
     ASSERT_EQ(Compare("corrected.wsv", files).size(), 1203u);
-    std::string report, pdf(4, ' ');
+    std::string report;
     std::getline(std::ifstream(dir / "r.txt"), report);
-    std::ifstream(dir / "c.pdf").read(pdf.data(), 4);
     EXPECT_EQ(report, "Sample Name                   dL      da      db      dE\r");
+#if TINTARA_HAS_RENDERER
+    std::string pdf(4, ' ');
+    std::ifstream(dir / "c.pdf").read(pdf.data(), 4);
     EXPECT_EQ(pdf, "%PDF");
+#endif
 }
 
 TEST_F(DemoRoad, ThePerformanceCertificateIdentifiesBothFandecksOnTheAskedPaperWithoutADisplay) {
