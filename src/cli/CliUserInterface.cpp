@@ -6,8 +6,8 @@
 
 #include "app/HeaderDialogs.h"
 #include "app/ToleranceDialog.h"
-#include "engine/Tolerances.h"
 #include "cli/PdfOutput.h"
+#include "engine/Tolerances.h"
 
 namespace tintara::cli {
 
@@ -91,6 +91,19 @@ void CommandSession::Run(CommandId id, bool (*done)(const CommandSession&)) {
     commands.Execute(id);
     if (!done(*this))
         throw RefusalShown();
+}
+
+void CommandSession::CompareCorrected(const std::filesystem::path& master,
+                                      const std::filesystem::path& target,
+                                      const std::filesystem::path& coefficientFile) {
+    ui.Answer("Master Fandeck File", master);
+    ui.Answer("Target Fandeck File", target);
+    ui.Answer("Instrument Correlation Files", coefficientFile);
+    using C = CommandId;
+    Run(C::MasterInstrumentSaveSet, [](auto& s) { return s.ws.MasterSaveSetLoaded; });
+    Run(C::TargetInstrumentSaveSet, [](auto& s) { return s.ws.TargetSaveSetLoaded; });
+    Run(C::CorrelationFileMenu, [](auto& s) { return s.ws.CoefficientsLoaded; });
+    Run(C::GenerateCSS, [](auto& s) { return s.ws.PerformanceDataReady; });
 }
 
 }  // namespace tintara::cli

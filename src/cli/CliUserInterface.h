@@ -70,6 +70,10 @@ class CommandSession {
     CommandSession(std::ostream& err, const std::string& commandLine = "");
     // Runs a command; when `done` then says false, the refusal was shown: throws RefusalShown.
     void Run(CommandId id, bool (*done)(const CommandSession&));
+    // Generate > Correlated SaveSet: opens the two fandecks and the coefficient file, as the
+    // window's menu road does, and compares the Master with the corrected Target.
+    void CompareCorrected(const std::filesystem::path& master, const std::filesystem::path& target,
+                          const std::filesystem::path& coefficientFile);
 
     GlobalVariables ws;
     CliUserInterface ui;

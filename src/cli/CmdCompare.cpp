@@ -33,18 +33,13 @@ int RunCompare(const Arguments& arguments, CommandContext& context) {
     commands.WriteCompareReport = args.Has("--report");
     if (args.Has("--report"))
         commands.CompareReportFile = std::filesystem::absolute(args.Value("--report"));
-    ui.Answer("Master Fandeck File", master);
-    ui.Answer("Target Fandeck File", target);
     using C = CommandId;
-    const auto ready = [](const CommandSession& s) { return s.ws.PerformanceDataReady; };
     if (args.Has("--ccf")) {
-        ui.Answer("Instrument Correlation Files", args.Value("--ccf"));
-        session.Run(C::MasterInstrumentSaveSet, [](auto& s) { return s.ws.MasterSaveSetLoaded; });
-        session.Run(C::TargetInstrumentSaveSet, [](auto& s) { return s.ws.TargetSaveSetLoaded; });
-        session.Run(C::CorrelationFileMenu, [](auto& s) { return s.ws.CoefficientsLoaded; });
-        session.Run(C::GenerateCSS, ready);
+        session.CompareCorrected(master, target, args.Value("--ccf"));
     } else {
-        session.Run(C::WizardPerformance, ready);
+        ui.Answer("Master Fandeck File", master);
+        ui.Answer("Target Fandeck File", target);
+        session.Run(C::WizardPerformance, [](auto& s) { return s.ws.PerformanceDataReady; });
     }
 
     // SCI unless asked for SCE, or the Master fandeck holds SCE only. (The view on show has

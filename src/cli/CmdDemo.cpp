@@ -169,16 +169,10 @@ void CompareBeforeAndAfter(DemoRun& run) {
     const std::filesystem::path report = run.dir / kCompareReportName;
     const std::filesystem::path pdf = run.dir / "performance-certificate.pdf";
     session.commands.CompareReportFile = report;
-    ui.Answer("Master Fandeck File", run.masterFandeck);
-    ui.Answer("Target Fandeck File", run.targetFandeck);
-    ui.Answer("Instrument Correlation Files", run.coefficientFile);
     ui.PdfFile = pdf;
     ui.Paper = run.paper;
+    session.CompareCorrected(run.masterFandeck, run.targetFandeck, run.coefficientFile);
     using C = CommandId;
-    session.Run(C::MasterInstrumentSaveSet, [](auto& s) { return s.ws.MasterSaveSetLoaded; });
-    session.Run(C::TargetInstrumentSaveSet, [](auto& s) { return s.ws.TargetSaveSetLoaded; });
-    session.Run(C::CorrelationFileMenu, [](auto& s) { return s.ws.CoefficientsLoaded; });
-    session.Run(C::GenerateCSS, [](auto& s) { return s.ws.PerformanceDataReady; });
 
     const GlobalVariables& ws = session.ws;
     std::ostream& out = run.context.out;

@@ -27,15 +27,7 @@ int RunValidate(const Arguments& arguments, CommandContext& context) {
     const std::string target = args.Required("--target");
 
     CommandSession session(context.err);
-    CliUserInterface& ui = session.ui;
-    ui.Answer("Master Fandeck File", master);
-    ui.Answer("Target Fandeck File", target);
-    ui.Answer("Instrument Correlation Files", ccf);
-    using C = CommandId;
-    session.Run(C::MasterInstrumentSaveSet, [](auto& s) { return s.ws.MasterSaveSetLoaded; });
-    session.Run(C::TargetInstrumentSaveSet, [](auto& s) { return s.ws.TargetSaveSetLoaded; });
-    session.Run(C::CorrelationFileMenu, [](auto& s) { return s.ws.CoefficientsLoaded; });
-    session.Run(C::GenerateCSS, [](auto& s) { return s.ws.PerformanceDataReady; });
+    session.CompareCorrected(master, target, ccf);
 
     // SCI unless asked for SCE, or the Master fandeck holds SCE only.
     const GlobalVariables& ws = session.ws;
