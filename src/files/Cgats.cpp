@@ -803,7 +803,7 @@ void ApplyBandKeywords(const Table& t, SpectralLayout& s, bool decimalComma,
             "range of wavelengths; the field names were used");
         return;
     }
-    if (static_cast<std::size_t>(b) != s.nm.size()) {
+    if (b != static_cast<double>(s.nm.size())) {  // compared as doubles: b may be enormous
         notes.push_back("SPECTRAL_BANDS says " + *bands + " but " + std::to_string(s.nm.size()) +
                         " spectral fields were found; the field names were used");
         return;
