@@ -218,7 +218,7 @@ TEST(OrdersOfUse, ARefusedMasterAfterAGoodPairLeavesNothingToGenerateOrSave) {
     h.ui.Files = {(h.folder / "thirty.wsv").string()};
     h.ui.GeometryAnswers = {true};
     h.commands->Execute(C::MasterInstrumentTileSet);
-    // The spec's text, with the reader's reason as the detail text.
+    // The read-failure text, with the reader's reason as the detail text.
     ASSERT_EQ(h.ui.Messages.size(), 1u);
     EXPECT_NE(h.ui.Messages[0].DetailText.find("thirty.wsv: the save set holds 30 records"),
               std::string::npos)
