@@ -42,7 +42,8 @@ void ProfilerCommands::GenerateCCF_Click() {
         // Only "E" (excluded) is refused; a status too short to say, or any other letter, passes.
         if (!UvExempt(m_ws.MasterInstrumentID) && !UvExempt(m_ws.TargetInstrumentID) &&
             m_ws.MasterTilesSelected && m_ws.TargetTilesSelected &&
-            (StatusChar(m_ws.MasterStatus, 4) == "E" || StatusChar(m_ws.TargetStatus, 4) == "E")) {
+            (StatusCode(m_ws.MasterStatus).UvExcluded() ||
+             StatusCode(m_ws.TargetStatus).UvExcluded())) {
             Message("Status Error",
                     "The Master and Target instruments must be set to UV Component Included",
                     MessageIcon::None);
@@ -61,7 +62,8 @@ void ProfilerCommands::GenerateCCF_Click() {
         ProfileHeader();
         m_ui.LetEventsRun();
 
-        if (StatusChar(m_ws.MasterStatus, 3) != StatusChar(m_ws.TargetStatus, 3)) {
+        if (StatusCode(m_ws.MasterStatus).GeometryLetter() !=
+            StatusCode(m_ws.TargetStatus).GeometryLetter()) {
             Message("Data Error", "The Master and Target status do NOT Match");
             return;
         }

@@ -440,7 +440,7 @@ void CCFReadWrite::WriteCoeficcients(const std::filesystem::path& file) {
     if (existed)
         StoreInWorkspace(old);
 
-    const bool sci = m_ws.MasterStatus.size() >= 3 && m_ws.MasterStatus[2] == 'I';
+    const bool sci = StatusCode(m_ws.MasterStatus).Sci();
     const bool previousSci = m_ws.SCICoefficientsPresent;
     const bool previousSce = m_ws.SCECoefficientsPresent;
     // A new file holds a placeholder for the other geometry, so its flag is False whatever an
