@@ -262,17 +262,6 @@ SaveSetRecord MakeRecord(const std::string& name, const std::string& name2,
 
 }  // namespace
 
-const std::vector<std::string>& DemoTileNames() {
-    static const std::vector<std::string> names = [] {
-        std::vector<std::string> n;
-        for (const Recipe& r : kTiles) {
-            n.emplace_back(r.name);
-        }
-        return n;
-    }();
-    return names;
-}
-
 DemoSaveSets MakeDemoData(const DemoParameters& p) {
     DemoSaveSets d{EmptySet(p, p.MasterInstrument), EmptySet(p, p.TargetInstrument),
                    EmptySet(p, p.MasterInstrument), EmptySet(p, p.TargetInstrument)};

@@ -36,7 +36,7 @@ namespace {
 
 constexpr const char* kWindowCaption = "Tintara Profiler";
 constexpr const char* kBackgroundPicture = "Profiler_Background.jpg";
-// The grid sits this far below the top of the area under the menu bar.
+// The three buttons under the grid, in pixels.
 constexpr int kButtonHeight = 28;
 constexpr int kButtonWidth = 130;
 constexpr int kButtonGap = 12;

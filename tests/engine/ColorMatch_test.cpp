@@ -128,6 +128,31 @@ TEST(Colorimetry, SpragueKeepsTheTenNanometrePointsAndReproducesPolynomials) {
     ASSERT_EQ(dense.size(), 96u);
     for (int j = 10; j <= 85; ++j)
         ASSERT_NEAR(dense[j], quartic(j / 5.0), 1e-9) << j;
+    // Degree five is beyond it even there, and the first two and last two intervals, which lean
+    // on the extended end points, hold straight lines only.
+    const auto quintic = [](double x) { return std::pow(x / 10, 5); };
+    const auto line = [](double x) { return 7 - 0.3 * x; };
+    for (int i = 0; i < 20; ++i)
+        coarse[i] = quintic(i);
+    const std::vector<double> quinticDense = colorimetry::SpragueInterpolate(coarse, 5);
+    double quinticInside = 0;
+    for (int j = 10; j <= 85; ++j)
+        quinticInside = std::max(quinticInside, std::fabs(quinticDense[j] - quintic(j / 5.0)));
+    EXPECT_GT(quinticInside, 1e-7);
+    for (int i = 0; i < 20; ++i)
+        coarse[i] = line(i);
+    const std::vector<double> lineDense = colorimetry::SpragueInterpolate(coarse, 5);
+    for (int j = 0; j <= 95; ++j)
+        ASSERT_NEAR(lineDense[j], line(j / 5.0), 1e-12) << j;
+    EXPECT_GT(std::fabs(dense[2] - quartic(0.4)), 1e-4);  // the first interval misses a quartic
+}
+
+// The worst figure a comparison reached, kept in the test report (as littleCMS's testbed prints
+// its accuracy) so that a drift shows before it fails.
+void RecordWorst(const char* key, double worst) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.3g", worst);
+    ::testing::Test::RecordProperty(key, text);
 }
 
 double DeltaEab(const Lab& p, const Lab& q) {
