@@ -22,8 +22,7 @@ int RunCompare(const Arguments& arguments, CommandContext& context) {
                     {"--master", "--target", "--ccf", "--report", "--certificate", "--paper",
                      "--company", "--operator", "--tileset"},
                     {"--sce"});
-    if (!args.Positionals().empty())
-        throw UsageError("unexpected argument " + args.Positionals()[0]);
+    args.RequireNoPositionals();
     const std::string master = args.Required("--master");
     const std::string target = args.Required("--target");
 

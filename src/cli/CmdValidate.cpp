@@ -21,8 +21,7 @@ namespace tintara::cli {
 
 int RunValidate(const Arguments& arguments, CommandContext& context) {
     const Args args(arguments, {"--ccf", "--master", "--target", "--report", "--csv"}, {"--sce"});
-    if (!args.Positionals().empty())
-        throw UsageError("unexpected argument " + args.Positionals()[0]);
+    args.RequireNoPositionals();
     const std::string ccf = args.Required("--ccf");
     const std::string master = args.Required("--master");
     const std::string target = args.Required("--target");
