@@ -53,13 +53,18 @@ inline constexpr WavelengthWeights kIdentityWeights{0.0, 1.0, 0.0};
 
 // Wavelength scale: the corrected value at point w of a 40-point row,
 // y(w) = W0 x(w-1) + W1 x(w) + W2 x(w+1). At the two ends the weight of the missing neighbour is
-// dropped, not redistributed.
+// dropped, not redistributed. ThreePointInterior is the same for 0 < w < 39, without the tests,
+// for loops over the interior points.
+inline double ThreePointInterior(const double* row, const WavelengthWeights& weights,
+                                 int w) noexcept {
+    return weights[0] * row[w - 1] + weights[1] * row[w] + weights[2] * row[w + 1];
+}
 inline double ThreePointValue(const double* row, const WavelengthWeights& weights, int w) noexcept {
     if (w == 0)
         return weights[1] * row[0] + weights[2] * row[1];
     if (w == kPointCount - 1)
         return weights[0] * row[w - 1] + weights[1] * row[w];
-    return weights[0] * row[w - 1] + weights[1] * row[w] + weights[2] * row[w + 1];
+    return ThreePointInterior(row, weights, w);
 }
 
 }  // namespace tintara

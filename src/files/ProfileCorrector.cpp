@@ -40,8 +40,10 @@ void ProfileCorrector::Correct(Geometry geometry, const double* in, double* out)
         const int segment = LinearitySegment(s, plan.level[p].data(), 4);
         linear[p] = LinearityCorrected(s, plan.slope[p][segment], plan.intercept[p][segment]);
     }
-    for (int p = 0; p < kPointCount; ++p)
-        out[p] = ThreePointValue(linear, plan.weight[p], p);
+    out[0] = ThreePointValue(linear, plan.weight[0], 0);
+    for (int p = 1; p < kPointCount - 1; ++p)
+        out[p] = ThreePointInterior(linear, plan.weight[p], p);
+    out[kPointCount - 1] = ThreePointValue(linear, plan.weight[kPointCount - 1], kPointCount - 1);
 }
 
 }  // namespace tintara
