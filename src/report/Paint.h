@@ -88,6 +88,10 @@ std::string DeText(double value);                         // Format(value, "##0.
 std::string CompareFormatString(int16_t colorSpace);      // compare grid captions
 std::string PerformanceFormatString(int16_t colorSpace);  // performance grid captions
 
+// The band colour of the data cells of `row` in a compare or performance grid of `rows` rows:
+// sample rows 1..rows-3 green on even rows and yellow on odd ones; none on the spacer and average.
+std::optional<GridColor> CompareBand(int32_t row, int32_t rows);
+
 // Throws Error unless SampleDeltas holds SampleCount + 1 rows of all 16 columns and SampleNames
 // one name per sample.
 void RequireSampleData(const GlobalVariables& ws);
