@@ -70,7 +70,7 @@ int main(int argc, char** argv) {
         if (s < samples)
             ws.SampleNames[s] = "Fandeck colour " + std::to_string(s + 1);
         for (int c = 0; c < kSampleDeltaColumns; ++c)
-            ws.SampleDeltas(s, c) = ((s * 7919 + c * 104729) % 2000) / 1000.0 - 0.2;
+            ws.SampleDeltas(s, c) = ((s * 7919LL + c * 104729LL) % 2000) / 1000.0 - 0.2;
     }
 
     const double heapBefore = HeapMb();
