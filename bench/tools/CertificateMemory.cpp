@@ -9,6 +9,7 @@
 #include <exception>
 #include <string>
 
+#include "LargeComparison.h"
 #include "render/PageRenderer.h"
 #include "report/PrintPerformance.h"
 #include "workspace/GlobalVariables.h"
@@ -33,17 +34,7 @@ int main(int argc, char** argv) {
     try {
         render::EnsureGuiApplication();
         GlobalVariables ws;
-        ws.SingleSampleTolerance = 1.0;
-        ws.AverageTolerance = 0.8;
-        ws.SampleCount = samples;
-        ws.SampleNames.resize(static_cast<std::size_t>(samples));
-        ws.SampleDeltas.Resize(static_cast<std::size_t>(samples) + 1, kSampleDeltaColumns);
-        for (int s = 0; s <= samples; ++s) {
-            if (s < samples)
-                ws.SampleNames[s] = "Fandeck colour " + std::to_string(s + 1);
-            for (int c = 0; c < kSampleDeltaColumns; ++c)
-                ws.SampleDeltas(s, c) = ((s * 7919LL + c * 104729LL) % 2000) / 1000.0 - 0.2;
-        }
+        bench::FillLargeComparison(ws, samples);
         const double before = PeakRssMb();
         const auto start = std::chrono::steady_clock::now();
         PrintPerformance certificate(ws);

@@ -13,6 +13,7 @@
 #include <fstream>
 #include <string>
 
+#include "LargeComparison.h"
 #include "gui/GridView.h"
 #include "report/CompareReport.h"
 #include "report/Paint.h"
@@ -61,17 +62,7 @@ int main(int argc, char** argv) {
     using namespace tintara;
     GlobalVariables ws;
     ws.TwipsPerPixel = 15;
-    ws.SingleSampleTolerance = 1.0;
-    ws.AverageTolerance = 0.8;
-    ws.SampleCount = samples;
-    ws.SampleNames.resize(static_cast<std::size_t>(samples));
-    ws.SampleDeltas.Resize(static_cast<std::size_t>(samples) + 1, kSampleDeltaColumns);
-    for (int s = 0; s <= samples; ++s) {
-        if (s < samples)
-            ws.SampleNames[s] = "Fandeck colour " + std::to_string(s + 1);
-        for (int c = 0; c < kSampleDeltaColumns; ++c)
-            ws.SampleDeltas(s, c) = ((s * 7919LL + c * 104729LL) % 2000) / 1000.0 - 0.2;
-    }
+    bench::FillLargeComparison(ws, samples);
 
     const double heapBefore = HeapMb();
     const double rssBefore = RssMb();
