@@ -84,11 +84,9 @@ void PerformanceView::Show(int firstColumn, char geometryLetter) {
             const auto band = CompareBand(row, rows);
             for (int32_t c = 1; c < cols; ++c)
                 cells.Backs[c] = band;
-            const auto s = static_cast<std::size_t>(row - 1);
-            // Arrays emptied since (a new tile set) leave the row blank until the next layout.
-            if (row > samples || s >= ws.SampleNames.size() || s >= ws.SampleDeltas.Rows() ||
-                ws.SampleDeltas.Cols() < static_cast<std::size_t>(kSampleDeltaColumns))
+            if (!SampleRowOnShow(ws, samples, row))
                 return;
+            const auto s = static_cast<std::size_t>(row - 1);
             cells.Texts[0] = ws.SampleNames[s];
             for (int k = 0; k < 4; ++k)
                 cells.Texts[k + 1] = DeText(ws.SampleDeltas(s, firstColumn + k));

@@ -27,6 +27,12 @@ std::optional<GridColor> CompareBand(int32_t row, int32_t rows) {
     return (row % 2 == 0) ? kGreenColor : kYellowColor;
 }
 
+bool SampleRowOnShow(const GlobalVariables& ws, int32_t samples, int32_t row) {
+    const auto s = static_cast<std::size_t>(row - 1);
+    return row >= 1 && row <= samples && s < ws.SampleNames.size() && s < ws.SampleDeltas.Rows() &&
+           ws.SampleDeltas.Cols() >= static_cast<std::size_t>(kSampleDeltaColumns);
+}
+
 std::string DeText(double value) {
     return Format(value, "##0.00");
 }
@@ -254,11 +260,9 @@ void Paint::ShowGridData(int firstColumn, char geometryLetter) {
         [&ws = m_ws, samples, rows, cols, firstColumn](int32_t row, GridRowCells& cells) {
             for (int32_t c = 1; c < cols; ++c)
                 cells.Backs[c] = CompareBand(row, rows);
-            const auto s = static_cast<std::size_t>(row - 1);
-            // Arrays emptied since (a new tile set) leave the row blank until the next layout.
-            if (row > samples || s >= ws.SampleNames.size() || s >= ws.SampleDeltas.Rows() ||
-                ws.SampleDeltas.Cols() < static_cast<std::size_t>(kSampleDeltaColumns))
+            if (!SampleRowOnShow(ws, samples, row))
                 return;
+            const auto s = static_cast<std::size_t>(row - 1);
             cells.Texts[0] = NameField75(ws.SampleNames[s]);
             for (int k = 0; k < kDeltasPerGeometry; ++k)
                 cells.Texts[k + 1] = DeText(ws.SampleDeltas(s, firstColumn + k));
