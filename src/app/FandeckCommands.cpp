@@ -195,10 +195,10 @@ void ProfilerCommands::InstrumentPerformance_Click() {
                                                    PerformanceHeader);
         certificate.Target = FandeckIdentification(m_ws.TargetFandeck, m_ws.PerformanceShowsSCI,
                                                    PerformanceHeader);
-        const PageDescription document = m_ws.PerformanceShowsSCI
-                                             ? certificate.PrintSCIPerformanceData()
-                                             : certificate.PrintSCEPerformanceData();
-        for (const std::string& warning : document.Warnings)
+        PerformanceDocument document = m_ws.PerformanceShowsSCI
+                                           ? certificate.SCIPerformanceDocument()
+                                           : certificate.SCEPerformanceDocument();
+        for (const std::string& warning : document.Outline().Warnings)
             Message("File Read Error", warning);
         m_ui.PrintDocument(document);
     });

@@ -131,6 +131,9 @@ class UserInterface : public ProgressSink, public CommandListener {
     // Prints the document on the printer chosen in the last print dialog, as many copies as asked
     // there. Throws Error when the printer fails.
     virtual void PrintDocument(const PageDescription& document) = 0;
+    // The same for a document made page by page (a long certificate): a printer draws each page
+    // as it comes. This default gathers the pages and prints them whole.
+    virtual void PrintDocument(PagedDocument& document) { PrintDocument(CollectPages(document)); }
 
     // ---- main window ----
 

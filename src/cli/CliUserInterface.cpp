@@ -65,6 +65,11 @@ void CliUserInterface::ShowTolerances(GetTolerancesDialog& dialog) {
 }
 
 void CliUserInterface::PrintDocument(const PageDescription& document) {
+    WholeDocument whole(document);
+    PrintDocument(whole);
+}
+
+void CliUserInterface::PrintDocument(PagedDocument& document) {
     WriteCertificate(document, PdfFile);
     Printed = true;
 }

@@ -52,6 +52,7 @@ class CliUserInterface : public UserInterface {
     PageSetup Paper = LocalePaper();
     PageSetup PrintPaper() const override { return Paper; }
     void PrintDocument(const PageDescription& document) override;
+    void PrintDocument(PagedDocument& document) override;
     void SetStatusText(StatusBarId, int, const std::string&) override {}
     void CommandChanged(const CommandItem&) override {}
     GridArea WindowArea() const override { return GridArea{12000, 9000, 300, 300}; }

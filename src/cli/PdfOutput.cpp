@@ -27,11 +27,16 @@ bool CanDrawCertificates() {
 }
 
 void WriteCertificate(const PageDescription& page, const std::filesystem::path& file) {
+    WholeDocument whole(page);
+    WriteCertificate(whole, file);
+}
+
+void WriteCertificate(PagedDocument& document, const std::filesystem::path& file) {
 #if TINTARA_HAS_RENDERER
     render::EnsureGuiApplication();
-    render::WritePdf(page, file);
+    render::WritePdf(document, file);
 #else
-    (void)page;
+    (void)document;
     throw Error("Cannot write " + file.string() +
                 ": this tintara was built without Qt (TINTARA_GUI=OFF) and cannot draw "
                 "certificates");

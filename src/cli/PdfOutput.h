@@ -12,12 +12,14 @@ namespace tintara::cli {
 // another name.
 PageSetup PaperOption(const Args& args);
 
-// Draws `page` into the PDF `file`, replacing an earlier one only once the new one is complete.
-// Without a display the renderer runs on Qt's offscreen platform. A tintara built without Qt
-// (TINTARA_GUI=OFF) has no renderer: it throws Error saying so.
 // Whether this tintara can draw certificates (it was built with the Qt page renderer).
 bool CanDrawCertificates();
 
+// Draws `page` into the PDF `file`, replacing an earlier one only once the new one is complete.
+// Without a display the renderer runs on Qt's offscreen platform. A tintara built without Qt
+// (TINTARA_GUI=OFF) has no renderer: it throws Error saying so.
 void WriteCertificate(const PageDescription& page, const std::filesystem::path& file);
+// The same for a document made page by page: pages go into the file as they are drawn.
+void WriteCertificate(PagedDocument& document, const std::filesystem::path& file);
 
 }  // namespace tintara::cli

@@ -315,6 +315,11 @@ PageSetup QtUserInterface::PrintPaper() const {
 }
 
 void QtUserInterface::PrintDocument(const PageDescription& document) {
+    WholeDocument whole(document);
+    PrintDocument(whole);
+}
+
+void QtUserInterface::PrintDocument(PagedDocument& document) {
     // Full-page coordinates: the page description places everything from the paper's corner.
     m_printer.setFullPage(true);
     render::RenderDocument(document, m_printer);

@@ -63,6 +63,7 @@ class QtUserInterface : public UserInterface {
     bool ShowPrintDialog() override;
     PageSetup PrintPaper() const override;
     void PrintDocument(const PageDescription& document) override;
+    void PrintDocument(PagedDocument& document) override;
     void SetStatusText(StatusBarId bar, int panel, const std::string& text) override;
     void Redraw() override;
     GridArea WindowArea() const override;

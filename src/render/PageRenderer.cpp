@@ -14,10 +14,12 @@
 #include <algorithm>
 #include <cstdio>
 #include <map>
+#include <ostream>
 
 #include "report/ReportText.h"
 #include "workspace/Error.h"
 #include "workspace/Utf8Text.h"
+#include "workspace/WriteFile.h"
 
 namespace tintara::render {
 
@@ -257,21 +259,27 @@ void RenderPage(const PageDescription& document, const Page& page, QPainter& pai
     PaintPage(document, page, painter, devicePerTwip, pictures);
 }
 
-void RenderDocument(const PageDescription& document, QPagedPaintDevice& device) {
+void RenderDocument(PagedDocument& document, QPagedPaintDevice& device) {
     QPainter painter;
     if (!painter.begin(&device))
         throw Error("The page could not be started on the output device.");
     const double devicePerTwip = device.logicalDpiX() / static_cast<double>(kTwipsPerInch);
+    const PageDescription& outline = document.Outline();
     PictureCache pictures;
     bool first = true;
-    for (const Page& page : document.Pages) {
+    document.Produce([&](Page& page) {
         if (!first)
             device.newPage();
         first = false;
-        PaintPage(document, page, painter, devicePerTwip, pictures);
-    }
+        PaintPage(outline, page, painter, devicePerTwip, pictures);
+    });
     if (!painter.end())
         throw Error("The printed page could not be finished.");
+}
+
+void RenderDocument(const PageDescription& document, QPagedPaintDevice& device) {
+    WholeDocument whole(document);
+    RenderDocument(whole, device);
 }
 
 QImage RenderPageImage(const PageDescription& document, std::size_t pageIndex, double dpi) {
@@ -289,24 +297,60 @@ QImage RenderPageImage(const PageDescription& document, std::size_t pageIndex, d
     return image;
 }
 
+namespace {
+
+// A QIODevice over a std::ostream, so that the PDF writer writes straight into the file being
+// replaced instead of a buffer of the whole document.
+class OstreamDevice : public QIODevice {
+  public:
+    explicit OstreamDevice(std::ostream& out) : m_out(out) { open(QIODevice::WriteOnly); }
+
+  protected:
+    qint64 readData(char*, qint64) override { return -1; }
+    qint64 writeData(const char* data, qint64 size) override {
+        m_out.write(data, static_cast<std::streamsize>(size));
+        return m_out ? size : -1;
+    }
+
+  private:
+    std::ostream& m_out;
+};
+
+void WritePdfTo(PagedDocument& document, QIODevice& device) {
+    QPdfWriter writer(&device);
+    writer.setResolution(1200);
+    writer.setCreator(QStringLiteral("Tintara Profiler"));
+    writer.setTitle(QStringLiteral("Certificate of Instrument Performance"));
+    writer.setPageLayout(
+        QPageLayout(PaperOf(document.Outline()), QPageLayout::Portrait, QMarginsF()));
+    RenderDocument(document, writer);
+}
+
+}  // namespace
+
 std::string PdfBytes(const PageDescription& document) {
     QByteArray bytes;
     {
         QBuffer buffer(&bytes);
         buffer.open(QIODevice::WriteOnly);
-        QPdfWriter writer(&buffer);
-        writer.setResolution(1200);
-        writer.setCreator(QStringLiteral("Tintara Profiler"));
-        writer.setTitle(QStringLiteral("Certificate of Instrument Performance"));
-        writer.setPageLayout(QPageLayout(PaperOf(document), QPageLayout::Portrait, QMarginsF()));
-        RenderDocument(document, writer);
+        WholeDocument whole(document);
+        WritePdfTo(whole, buffer);
     }
     return std::string(bytes.constData(), static_cast<std::size_t>(bytes.size()));
 }
 
+void WritePdf(PagedDocument& document, const std::filesystem::path& file) {
+    // Drawn into a temporary file beside the target, renamed over it once complete, so a failure
+    // leaves an earlier file; the pages go out as they are drawn.
+    WriteFileAtomically(file, [&](std::ostream& out) {
+        OstreamDevice device(out);
+        WritePdfTo(document, device);
+    });
+}
+
 void WritePdf(const PageDescription& document, const std::filesystem::path& file) {
-    // The bytes are complete before the file is touched, so a failure leaves an earlier file.
-    SaveTextFile(file, PdfBytes(document));
+    WholeDocument whole(document);
+    WritePdf(whole, file);
 }
 
 }  // namespace tintara::render

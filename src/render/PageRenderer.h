@@ -42,6 +42,8 @@ void RenderPage(const PageDescription& document, const Page& page, QPainter& pai
 // Paints every page of `document` on `device` (a QPdfWriter, or a QPrinter set to full page),
 // starting a new device page between pages. Throws tintara::Error when painting cannot start.
 void RenderDocument(const PageDescription& document, QPagedPaintDevice& device);
+// The same for a document made page by page: each page is drawn as it is produced, then dropped.
+void RenderDocument(PagedDocument& document, QPagedPaintDevice& device);
 
 // One page as a white picture at `dpi`, for previews and tests.
 QImage RenderPageImage(const PageDescription& document, std::size_t pageIndex, double dpi);
@@ -52,5 +54,7 @@ std::string PdfBytes(const PageDescription& document);
 // Writes PdfBytes to `file` through the project's one file-writing routine (a temporary file
 // beside the target, renamed over it once complete). Throws tintara::IoError naming the file.
 void WritePdf(const PageDescription& document, const std::filesystem::path& file);
+// The same for a document made page by page, written into the file as the pages are drawn.
+void WritePdf(PagedDocument& document, const std::filesystem::path& file);
 
 }  // namespace tintara::render

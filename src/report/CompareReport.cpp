@@ -1,11 +1,12 @@
 #include "report/CompareReport.h"
 
+#include <algorithm>
 #include <ostream>
-#include <sstream>
 
 #include "report/ReportText.h"
 #include "workspace/Error.h"
 #include "workspace/NumberFormat.h"
+#include "workspace/WriteFile.h"
 
 namespace tintara {
 
@@ -25,15 +26,18 @@ void WriteCompareReport(const GlobalVariables& ws, std::ostream& out) {
     RequireSampleData(ws);
     const int32_t samples = ws.SampleCount;
     const int de = kSciCorrected + 3;
-    std::ostringstream text;
-    text << "Sample Name                   dL      da      db      dE" << kCrLf;
+    out << "Sample Name                   dL      da      db      dE" << kCrLf;
     long above2 = 0, between = 0, below1 = 0;
+    // One line at a time into a reused buffer: the report of a million samples is never held.
+    std::string line;
     for (int32_t s = 0; s < samples; ++s) {
         const double sampleDe = ws.SampleDeltas(s, de);
-        text << PadCut(ws.SampleNames[s], 25);
+        line = PadCut(ws.SampleNames[s], 25);
         for (int k = 0; k < 4; ++k)
-            text << Field8(ws.SampleDeltas(s, kSciCorrected + k));
-        text << (sampleDe >= ws.SingleSampleTolerance ? "  <---" : " ") << kCrLf;
+            line += Field8(ws.SampleDeltas(s, kSciCorrected + k));
+        line += sampleDe >= ws.SingleSampleTolerance ? "  <---" : " ";
+        line += kCrLf;
+        out.write(line.data(), static_cast<std::streamsize>(line.size()));
         if (sampleDe >= 2.0) {
             ++above2;
         } else if (sampleDe >= 1.0) {
@@ -42,19 +46,18 @@ void WriteCompareReport(const GlobalVariables& ws, std::ostream& out) {
             ++below1;
         }
     }
-    text << kCrLf << kCrLf;
-    text << "Total Number of Samples is " << PrintNumber(samples) << kCrLf;
-    text << kCrLf;
-    text << "Number of Samples Gretaer than 2.0 DE is " << PrintNumber(above2) << kCrLf;
-    text << "Number of Samples Between 1.0 and 2.0 DE is " << PrintNumber(between) << kCrLf;
-    text << "Number of Samples Less than 1.0 DE is " << PrintNumber(below1) << kCrLf;
-    out << text.str();
+    out << kCrLf << kCrLf;
+    out << "Total Number of Samples is " << PrintNumber(samples) << kCrLf;
+    out << kCrLf;
+    out << "Number of Samples Gretaer than 2.0 DE is " << PrintNumber(above2) << kCrLf;
+    out << "Number of Samples Between 1.0 and 2.0 DE is " << PrintNumber(between) << kCrLf;
+    out << "Number of Samples Less than 1.0 DE is " << PrintNumber(below1) << kCrLf;
 }
 
 void WriteCompareReport(const GlobalVariables& ws, const std::filesystem::path& file) {
-    std::ostringstream text;
-    WriteCompareReport(ws, text);
-    SaveTextFile(file, text.str());
+    // Checked before the file is touched, so incomplete data leave an earlier report alone.
+    RequireSampleData(ws);
+    WriteFileAtomically(file, [&](std::ostream& out) { WriteCompareReport(ws, out); });
 }
 
 void PerformanceView::Show(int firstColumn, char geometryLetter) {
@@ -70,21 +73,31 @@ void PerformanceView::Show(int firstColumn, char geometryLetter) {
     }
 
     grid.SetVisible(false);
-    for (int32_t s = 0; s < samples; ++s) {
-        const int32_t row = s + 1;
-        grid.SetTextMatrix(row, 0, ws.SampleNames[s]);
-        for (int k = 0; k < 4; ++k) {
-            grid.SetTextMatrix(row, k + 1, DeText(ws.SampleDeltas(s, firstColumn + k)));
-        }
-        // A DE equal to the limit fails on screen (the printed certificate is stricter about
-        // equality; see PrintPerformance).
-        if (ws.SampleDeltas(s, firstColumn + 3) >= ws.SingleSampleTolerance) {
-            for (int c = 1; c <= 4; ++c) {
-                grid.SetCellBackColor(row, c, kFailColor);
-                progress.LetEventsRun();
+    const int32_t rows = grid.Rows();
+    const int32_t cols = grid.Cols();
+    const double limit = ws.SingleSampleTolerance;
+    // The sample rows are formatted when shown, from the workspace's arrays: nothing is stored
+    // per sample.
+    grid.SetRowSource(
+        1, std::max(samples, rows - 3),
+        [&ws, samples, rows, cols, firstColumn, limit](int32_t row, GridRowCells& cells) {
+            const auto band = CompareBand(row, rows);
+            for (int32_t c = 1; c < cols; ++c)
+                cells.Backs[c] = band;
+            if (!SampleRowOnShow(ws, samples, row))
+                return;
+            const auto s = static_cast<std::size_t>(row - 1);
+            cells.Texts[0] = ws.SampleNames[s];
+            for (int k = 0; k < 4; ++k)
+                cells.Texts[k + 1] = DeText(ws.SampleDeltas(s, firstColumn + k));
+            // A DE equal to the limit fails on screen (the printed certificate is stricter about
+            // equality; see PrintPerformance).
+            if (ws.SampleDeltas(s, firstColumn + 3) >= limit) {
+                for (int c = 1; c <= 4; ++c)
+                    cells.Backs[c] = kFailColor;
             }
-        }
-    }
+        });
+    progress.LetEventsRun();
     grid.SetTextMatrix(averageRow, 0, "Average");
     for (int c = 1; c <= 3; ++c)
         grid.SetTextMatrix(averageRow, c, "");

@@ -129,6 +129,51 @@ struct PageDescription {
     }
 };
 
+// Receives the pages of a document one at a time, in print order, each complete; it may move
+// from the page it is given.
+using PageSink = std::function<void(Page& page)>;
+
+// A document produced page by page, so that a certificate of twenty thousand pages is drawn
+// without being held: Outline() gives the paper and the warnings (no pages), Produce() hands
+// every page to the sink in order and keeps none. Produce may be called more than once and gives
+// the same pages each time.
+class PagedDocument {
+  public:
+    virtual ~PagedDocument() = default;
+    virtual const PageDescription& Outline() const = 0;
+    virtual void Produce(const PageSink& sink) = 0;
+};
+
+// A document already held whole, as a paged one.
+class WholeDocument : public PagedDocument {
+  public:
+    explicit WholeDocument(const PageDescription& document) : m_document(document) {
+        m_outline.PageWidth = document.PageWidth;
+        m_outline.PageHeight = document.PageHeight;
+        m_outline.Paper = document.Paper;
+        m_outline.Warnings = document.Warnings;
+    }
+    const PageDescription& Outline() const override { return m_outline; }
+    void Produce(const PageSink& sink) override {
+        for (const Page& page : m_document.Pages) {
+            Page copy = page;
+            sink(copy);
+        }
+    }
+
+  private:
+    const PageDescription& m_document;
+    PageDescription m_outline;
+};
+
+// Every page of a paged document, gathered into one description (for tests and small documents).
+inline PageDescription CollectPages(PagedDocument& document) {
+    PageDescription whole = document.Outline();
+    whole.Pages.clear();
+    document.Produce([&](Page& page) { whole.Pages.push_back(std::move(page)); });
+    return whole;
+}
+
 // Height of one printed line of a font, twips: the font size plus the usual 15 % leading.
 inline int32_t LineHeight(const PageFont& font) {
     return static_cast<int32_t>(std::lround(font.Size * kTwipsPerPoint * 1.15));
@@ -152,10 +197,13 @@ inline double FitFixedPitch(double size, std::size_t columns, int32_t width) {
 // the start of the next line in the current font's line height. A line that would cross the
 // bottom of the printable area (less the footer kept free) starts a new page first, as a printer
 // does, and the new page begins with whatever PageHeader prints.
+//
+// Given a sink, the printer hands each page to it as the page is finished, and the document holds
+// only the page being printed; Finish() hands over the last one.
 class PagePrinter {
   public:
-    explicit PagePrinter(PageDescription& document)
-        : m_doc(document), CurrentY(document.Paper.MarginTop) {
+    explicit PagePrinter(PageDescription& document, PageSink sink = nullptr)
+        : m_doc(document), m_sink(std::move(sink)), CurrentY(document.Paper.MarginTop) {
         if (m_doc.Pages.empty())
             m_doc.Pages.emplace_back();
     }
@@ -176,6 +224,10 @@ class PagePrinter {
 
     // Ends the page; the next begins with the page header, in the font that was current.
     void NewPage() {
+        if (m_sink) {
+            m_sink(m_doc.Pages.back());
+            m_doc.Pages.clear();
+        }
         m_doc.Pages.emplace_back();
         CurrentY = m_doc.Paper.MarginTop;
         if (PageHeader && !m_inHeader) {
@@ -193,31 +245,44 @@ class PagePrinter {
             NewPage();
     }
 
+    // Hands the page being printed to the sink (nothing without one); printing has ended.
+    void Finish() {
+        if (m_sink && !m_doc.Pages.empty()) {
+            m_sink(m_doc.Pages.back());
+            m_doc.Pages.clear();
+        }
+    }
+
     Page& CurrentPage() { return m_doc.Pages.back(); }
     int32_t Margin() const { return m_doc.Paper.MarginLeft; }
     int32_t Bottom() const { return m_doc.Paper.PrintableBottom() - FooterHeight; }
 
   private:
     PageDescription& m_doc;
+    PageSink m_sink;
     bool m_inHeader = false;
 
   public:
     int32_t CurrentY;
 };
 
-// Puts "Page n of m" at the foot of every page, right-aligned on the printable area, when the
-// document has more than one page.
+// "Page n of count" (n from 1) at the foot of a page of `document`, right-aligned on the
+// printable area.
+inline PageText PageNumberText(const PageDescription& document, const PageFont& font, std::size_t n,
+                               std::size_t count) {
+    const int32_t y = document.Paper.PrintableBottom() - LineHeight(font);
+    const int32_t right = document.PageWidth - document.Paper.MarginRight;
+    return PageText{right, y, font, "Page " + std::to_string(n) + " of " + std::to_string(count),
+                    TextAlign::Right};
+}
+
+// Puts "Page n of m" at the foot of every page when the document has more than one page.
 inline void NumberPages(PageDescription& document, const PageFont& font) {
     const auto count = document.Pages.size();
     if (count < 2)
         return;
-    const int32_t y = document.Paper.PrintableBottom() - LineHeight(font);
-    const int32_t right = document.PageWidth - document.Paper.MarginRight;
-    for (std::size_t n = 0; n < count; ++n) {
-        document.Pages[n].Texts.push_back(PageText{
-            right, y, font, "Page " + std::to_string(n + 1) + " of " + std::to_string(count),
-            TextAlign::Right});
-    }
+    for (std::size_t n = 0; n < count; ++n)
+        document.Pages[n].Texts.push_back(PageNumberText(document, font, n + 1, count));
 }
 
 }  // namespace tintara

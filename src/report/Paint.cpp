@@ -1,5 +1,6 @@
 #include "report/Paint.h"
 
+#include <algorithm>
 #include <string>
 
 #include "report/ReportText.h"
@@ -19,6 +20,18 @@ std::string NameField75(const std::string& name) {
 }
 
 }  // namespace
+
+std::optional<GridColor> CompareBand(int32_t row, int32_t rows) {
+    if (row < 1 || row > rows - 3)
+        return std::nullopt;
+    return (row % 2 == 0) ? kGreenColor : kYellowColor;
+}
+
+bool SampleRowOnShow(const GlobalVariables& ws, int32_t samples, int32_t row) {
+    const auto s = static_cast<std::size_t>(row - 1);
+    return row >= 1 && row <= samples && s < ws.SampleNames.size() && s < ws.SampleDeltas.Rows() &&
+           ws.SampleDeltas.Cols() >= static_cast<std::size_t>(kSampleDeltaColumns);
+}
 
 std::string DeText(double value) {
     return Format(value, "##0.00");
@@ -65,10 +78,7 @@ void Paint::LayOut(int32_t rows, int32_t cols, const std::string& format, int32_
     m_grid.SetCols(cols);
     // An empty grid is empty: no cell keeps a text of the grid shown before (a sample name in
     // the tile grid's spacer row would be read as data).
-    for (int32_t r = 1; r < rows; ++r) {
-        for (int32_t c = 0; c < cols; ++c)
-            m_grid.SetTextMatrix(r, c, "");
-    }
+    m_grid.ClearTexts(1, rows - 1);
     m_grid.SetFormatString(format);
     m_grid.SetColWidth(0, kNameColumnPixels * tpp);
     for (int32_t c = 1; c < cols; ++c)
@@ -203,12 +213,15 @@ void Paint::IndicateCell(int16_t column) {
 // Sample rows 1..n-2 banded like the tile rows (even green, odd yellow), row n-1 a spacer and the
 // last row, n, the average row.
 void Paint::BandCompareRows() {
-    const int32_t last = m_grid.Rows() - 1;
+    const int32_t rows = m_grid.Rows();
+    const int32_t last = rows - 1;
     const int32_t cols = m_grid.Cols();
-    for (int32_t r = 1; r <= last - 2; ++r) {
-        const GridColor band = (r % 2 == 0) ? kGreenColor : kYellowColor;
-        for (int32_t c = 1; c < cols; ++c)
-            m_grid.SetCellBackColor(r, c, band);
+    // Served on demand: a grid of a million samples stores no band.
+    if (last - 2 >= 1) {
+        m_grid.SetRowSource(1, last - 2, [rows, cols](int32_t row, GridRowCells& cells) {
+            for (int32_t c = 1; c < cols; ++c)
+                cells.Backs[c] = CompareBand(row, rows);
+        });
     }
     if (last >= 1) {
         for (int32_t c = 1; c < cols; ++c)
@@ -239,12 +252,21 @@ void Paint::ShowGridData(int firstColumn, char geometryLetter) {
     if (m_grid.Rows() <= averageRow || m_grid.Cols() < 9) {
         throw Error("the compare grid is not laid out for " + std::to_string(samples) + " samples");
     }
-    for (int32_t s = 0; s < samples; ++s) {
-        m_grid.SetTextMatrix(s + 1, 0, NameField75(m_ws.SampleNames[s]));
-        for (int k = 0; k < kDeltasPerGeometry; ++k) {
-            m_grid.SetTextMatrix(s + 1, k + 1, DeText(m_ws.SampleDeltas(s, firstColumn + k)));
-        }
-    }
+    const int32_t rows = m_grid.Rows();
+    const int32_t cols = m_grid.Cols();
+    // The sample rows are formatted when shown, from the workspace's arrays.
+    m_grid.SetRowSource(
+        1, std::max(samples, rows - 3),
+        [&ws = m_ws, samples, rows, cols, firstColumn](int32_t row, GridRowCells& cells) {
+            for (int32_t c = 1; c < cols; ++c)
+                cells.Backs[c] = CompareBand(row, rows);
+            if (!SampleRowOnShow(ws, samples, row))
+                return;
+            const auto s = static_cast<std::size_t>(row - 1);
+            cells.Texts[0] = NameField75(ws.SampleNames[s]);
+            for (int k = 0; k < kDeltasPerGeometry; ++k)
+                cells.Texts[k + 1] = DeText(ws.SampleDeltas(s, firstColumn + k));
+        });
     for (int32_t c = 0; c < m_grid.Cols(); ++c)
         m_grid.SetTextMatrix(samples + 1, c, "");
     m_grid.SetTextMatrix(averageRow, 0, "Average");

@@ -88,6 +88,15 @@ std::string DeText(double value);                         // Format(value, "##0.
 std::string CompareFormatString(int16_t colorSpace);      // compare grid captions
 std::string PerformanceFormatString(int16_t colorSpace);  // performance grid captions
 
+// The band colour of the data cells of `row` in a compare or performance grid of `rows` rows:
+// sample rows 1..rows-3 green on even rows and yellow on odd ones; none on the spacer and average.
+std::optional<GridColor> CompareBand(int32_t row, int32_t rows);
+
+// Whether grid row `row` of a view of `samples` samples has its sample's name and differences in
+// the workspace still: arrays emptied since the view was shown (a new tile set) leave the row
+// blank until the next layout.
+bool SampleRowOnShow(const GlobalVariables& ws, int32_t samples, int32_t row);
+
 // Throws Error unless SampleDeltas holds SampleCount + 1 rows of all 16 columns and SampleNames
 // one name per sample.
 void RequireSampleData(const GlobalVariables& ws);

@@ -67,7 +67,8 @@ JpegInfo ReadJpegInfo(const std::filesystem::path& file) {
     return ReadJpegInfo(bytes.str(), file.string());
 }
 
-void PlaceWatermark(PageDescription& page, const std::filesystem::path& programDirectory) {
+std::optional<PagePicture> WatermarkPicture(PageDescription& page,
+                                            const std::filesystem::path& programDirectory) {
     const auto file = ProgramFile(programDirectory, kWatermarkName);
     try {
         const JpegInfo info = ReadJpegInfo(file);
@@ -78,13 +79,21 @@ void PlaceWatermark(PageDescription& page, const std::filesystem::path& programD
             static_cast<int32_t>(static_cast<long long>(picture.Width) * info.Height / info.Width);
         picture.X = (page.PageWidth - picture.Width) / 2;
         picture.Y = kWatermarkTop;
-        if (page.Pages.empty())
-            page.Pages.emplace_back();
-        for (Page& each : page.Pages)
-            each.Pictures.push_back(picture);
+        return picture;
     } catch (const Error& e) {
         page.Warnings.push_back(std::string("The watermark was left out: ") + e.what());
+        return std::nullopt;
     }
+}
+
+void PlaceWatermark(PageDescription& page, const std::filesystem::path& programDirectory) {
+    const auto picture = WatermarkPicture(page, programDirectory);
+    if (!picture)
+        return;
+    if (page.Pages.empty())
+        page.Pages.emplace_back();
+    for (Page& each : page.Pages)
+        each.Pictures.push_back(*picture);
 }
 
 void PrintHeaderBlock(PagePrinter& printer, const CertificateIdentity& id,

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -51,6 +52,10 @@ class PrintCertificate {
 // Adds the watermark picture to every page, horizontally centred at kWatermarkTop, 6 inches wide
 // (narrower when the printable width is less).
 void PlaceWatermark(PageDescription& page, const std::filesystem::path& programDirectory);
+// The same picture for a document made page by page; none, and a warning added to `page`, when
+// the file is missing or unreadable.
+std::optional<PagePicture> WatermarkPicture(PageDescription& page,
+                                            const std::filesystem::path& programDirectory);
 
 // The title, the master and target identification, `paragraph` at 8 points and the validity line.
 // The two instruments a certificate names.

@@ -1,5 +1,7 @@
 #include "report/PrintPerformance.h"
 
+#include <stdexcept>
+
 #include "report/Paint.h"
 #include "report/PrintCertificate.h"
 #include "report/ReportText.h"
@@ -15,12 +17,13 @@ void PrintPerformance::CalculateAverageDE(int firstColumn) {
     AverageDE = m_ws.SampleCount > 0 ? sum / m_ws.SampleCount : 0.0;
 }
 
-PageDescription PrintPerformance::Build(int firstColumn, const char* dataSetLine) {
+void PrintPerformance::Build(int firstColumn, const char* dataSetLine, PageDescription& page,
+                             const PageSink& sink, bool blankSamples) {
     RequireSampleData(m_ws);
-    PageDescription page(Paper);
+    page.Pages.clear();
     page.Pages.emplace_back();
 
-    PagePrinter printer(page);
+    PagePrinter printer(page, sink);
     printer.FooterHeight = LineHeight(kPageNumberFont);
     const bool hunter = m_ws.ColorSpace != 0;
     const CertificateIdentity id{Master.value_or(MasterIdentification(m_ws)),
@@ -43,16 +46,16 @@ PageDescription PrintPerformance::Build(int firstColumn, const char* dataSetLine
     StartTable(printer, id, captions);
     Passed = 0;
     Failed = 0;
+    std::string line;
     for (int32_t s = 0; s < m_ws.SampleCount; ++s) {
-        std::string line =
-            PadCut(m_ws.SampleNames[s], 35) + DeltaColumns(m_ws.SampleDeltas.Row(s) + firstColumn);
         // Strictly greater: on paper a sample exactly at the limit passes.
-        if (m_ws.SampleDeltas(s, firstColumn + 3) > m_ws.SingleSampleTolerance) {
-            line += " <FAIL";
-            ++Failed;
-        } else {
-            line += " ";
-            ++Passed;
+        const bool fails = m_ws.SampleDeltas(s, firstColumn + 3) > m_ws.SingleSampleTolerance;
+        ++(fails ? Failed : Passed);
+        line.clear();
+        if (!blankSamples) {
+            line = PadCut(m_ws.SampleNames[s], 35) +
+                   DeltaColumns(m_ws.SampleDeltas.Row(s) + firstColumn);
+            line += fails ? " <FAIL" : " ";
         }
         printer.Print(line);
     }
@@ -77,18 +80,59 @@ PageDescription PrintPerformance::Build(int firstColumn, const char* dataSetLine
     for (PrintLine& line : SignatureLines(10.0, DateText, Paper))
         closing.push_back(std::move(line));
     PrintTogether(printer, closing);
+    printer.Finish();
+}
 
-    PlaceWatermark(page, ProgramDirectory);
-    NumberPages(page, kPageNumberFont);
-    return page;
+PerformanceDocument::PerformanceDocument(PrintPerformance& printer, int firstColumn,
+                                         const char* dataSetLine)
+    : m_printer(printer),
+      m_firstColumn(firstColumn),
+      m_dataSetLine(dataSetLine),
+      m_outline(printer.Paper) {
+    RequireSampleData(printer.m_ws);
+    m_watermark = WatermarkPicture(m_outline, printer.ProgramDirectory);
+}
+
+void PerformanceDocument::Produce(const PageSink& sink) {
+    PageDescription current(m_printer.Paper);
+    if (m_pageCount == 0) {
+        m_printer.Build(
+            m_firstColumn, m_dataSetLine, current, [&](Page&) { ++m_pageCount; }, true);
+    }
+    std::size_t number = 0;
+    m_printer.Build(
+        m_firstColumn, m_dataSetLine, current,
+        [&](Page& page) {
+            ++number;
+            if (m_watermark)
+                page.Pictures.push_back(*m_watermark);
+            if (m_pageCount >= 2)
+                page.Texts.push_back(
+                    PageNumberText(m_outline, kPageNumberFont, number, m_pageCount));
+            sink(page);
+        },
+        false);
+    // The counting pass lays out the same lines; a difference would misnumber every page.
+    if (number != m_pageCount)
+        throw std::logic_error("the certificate's page count changed between its two passes");
+}
+
+PerformanceDocument PrintPerformance::SCIPerformanceDocument() {
+    return PerformanceDocument(*this, kSciCorrected, "                      SCI Data");
+}
+
+PerformanceDocument PrintPerformance::SCEPerformanceDocument() {
+    return PerformanceDocument(*this, kSceCorrected, "                      SCE Data");
 }
 
 PageDescription PrintPerformance::PrintSCIPerformanceData() {
-    return Build(kSciCorrected, "                      SCI Data");
+    PerformanceDocument document = SCIPerformanceDocument();
+    return CollectPages(document);
 }
 
 PageDescription PrintPerformance::PrintSCEPerformanceData() {
-    return Build(kSceCorrected, "                      SCE Data");
+    PerformanceDocument document = SCEPerformanceDocument();
+    return CollectPages(document);
 }
 
 }  // namespace tintara

@@ -20,6 +20,8 @@ namespace tintara {
 // page continues on further pages that repeat the title, the identification and the captions,
 // every page numbered; the averages, counts, limits, verdict and signature lines stay together on
 // the last page.
+class PerformanceDocument;
+
 class PrintPerformance {
   public:
     explicit PrintPerformance(const GlobalVariables& ws) : m_ws(ws) {}
@@ -46,9 +48,39 @@ class PrintPerformance {
     PageDescription PrintSCIPerformanceData();
     PageDescription PrintSCEPerformanceData();
 
+    // The same certificates made page by page, for printing a long fandeck in bounded memory.
+    // A document refers to this printer (its settings, and the counts it updates) and to the
+    // workspace; both must outlive it.
+    PerformanceDocument SCIPerformanceDocument();
+    PerformanceDocument SCEPerformanceDocument();
+
   private:
-    PageDescription Build(int firstColumn, const char* dataSetLine);
+    friend class PerformanceDocument;
+    // Lays the certificate out on `paper`, handing every finished page to `sink`, without the
+    // watermark and page numbers. With `blankSamples` the sample lines are printed empty: the
+    // layout depends on line heights only, so the pages are the same ones, cheaply counted.
+    void Build(int firstColumn, const char* dataSetLine, PageDescription& paper,
+               const PageSink& sink, bool blankSamples);
     const GlobalVariables& m_ws;
+};
+
+// A performance certificate produced page by page: a counting pass finds the number of pages
+// (for "Page n of m"), then each page is laid out, numbered and handed on, and none is kept.
+class PerformanceDocument : public PagedDocument {
+  public:
+    const PageDescription& Outline() const override { return m_outline; }
+    void Produce(const PageSink& sink) override;
+
+  private:
+    friend class PrintPerformance;
+    PerformanceDocument(PrintPerformance& printer, int firstColumn, const char* dataSetLine);
+
+    PrintPerformance& m_printer;
+    int m_firstColumn;
+    const char* m_dataSetLine;
+    PageDescription m_outline;
+    std::optional<PagePicture> m_watermark;
+    std::size_t m_pageCount = 0;  // 0 until counted
 };
 
 }  // namespace tintara

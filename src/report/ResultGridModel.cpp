@@ -13,17 +13,16 @@ constexpr int32_t kDefaultColWidth = 960;
 void ResultGridModel::Reshape(int32_t rows, int32_t cols) {
     if (rows < 0 || cols < 0)
         throw std::out_of_range("grid size must not be negative");
-    std::vector<Cell> cells(static_cast<std::size_t>(rows) * static_cast<std::size_t>(cols));
-    for (int32_t r = 0; r < std::min(rows, m_rows); ++r) {
-        for (int32_t c = 0; c < std::min(cols, m_cols); ++c) {
-            cells[static_cast<std::size_t>(r) * cols + c] = std::move(m_cells[Index(r, c)]);
-        }
-    }
-    m_cells = std::move(cells);
+    m_stored.erase(m_stored.lower_bound(rows), m_stored.end());
+    for (auto& [row, cells] : m_stored)
+        cells.resize(static_cast<std::size_t>(cols));
     m_widths.resize(cols, kDefaultColWidth);
     m_alignment.resize(cols, CellAlignment::Default);
     m_rows = rows;
     m_cols = cols;
+    m_source = nullptr;
+    m_sourceFirst = 0;
+    m_sourceLast = -1;
 }
 
 void ResultGridModel::SetRows(int32_t rows) {
@@ -36,13 +35,70 @@ void ResultGridModel::SetCols(int32_t cols) {
     Notify();
 }
 
-std::size_t ResultGridModel::Index(int32_t row, int32_t col) const {
+void ResultGridModel::Check(int32_t row, int32_t col) const {
     if (row < 0 || row >= m_rows || col < 0 || col >= m_cols) {
         throw std::out_of_range("grid cell (" + std::to_string(row) + ", " + std::to_string(col) +
                                 ") is outside a " + std::to_string(m_rows) + " x " +
                                 std::to_string(m_cols) + " grid");
     }
-    return static_cast<std::size_t>(row) * m_cols + col;
+}
+
+ResultGridModel::Cell& ResultGridModel::StoredCell(int32_t row, int32_t col) {
+    Check(row, col);
+    auto& cells = m_stored[row];
+    cells.resize(static_cast<std::size_t>(m_cols));
+    return cells[static_cast<std::size_t>(col)];
+}
+
+const ResultGridModel::Cell* ResultGridModel::FindCell(int32_t row, int32_t col) const {
+    Check(row, col);
+    const auto found = m_stored.find(row);
+    return found == m_stored.end() ? nullptr : &found->second[static_cast<std::size_t>(col)];
+}
+
+const GridRowCells* ResultGridModel::SourceRow(int32_t row) const {
+    if (!m_source || row < m_sourceFirst || row > m_sourceLast)
+        return nullptr;
+    // Formatted afresh on every call: the arrays behind the source may change without the model
+    // knowing, and a screenful of rows formats in well under a millisecond.
+    m_rowCells.Texts.assign(static_cast<std::size_t>(m_cols), std::string());
+    m_rowCells.Backs.assign(static_cast<std::size_t>(m_cols), std::nullopt);
+    m_source(row, m_rowCells);
+    m_rowCells.Texts.resize(static_cast<std::size_t>(m_cols));
+    m_rowCells.Backs.resize(static_cast<std::size_t>(m_cols));
+    return &m_rowCells;
+}
+
+void ResultGridModel::SetRowSource(int32_t firstRow, int32_t lastRow, GridRowSource source) {
+    if (firstRow < 0 || lastRow >= m_rows || firstRow > lastRow + 1) {
+        throw std::out_of_range("grid rows " + std::to_string(firstRow) + " to " +
+                                std::to_string(lastRow) + " are outside a grid of " +
+                                std::to_string(m_rows) + " rows");
+    }
+    m_stored.erase(m_stored.lower_bound(firstRow), m_stored.upper_bound(lastRow));
+    m_source = std::move(source);
+    m_sourceFirst = firstRow;
+    m_sourceLast = lastRow;
+    Notify();
+}
+
+void ResultGridModel::ClearTexts(int32_t firstRow, int32_t lastRow) {
+    for (auto row = m_stored.lower_bound(firstRow); row != m_stored.end() && row->first <= lastRow;
+         ++row) {
+        for (Cell& cell : row->second) {
+            cell.text.clear();
+            cell.hasText = false;
+        }
+    }
+    // Rows of a source stay empty only where an empty text is set over it.
+    if (m_source) {
+        for (int32_t r = std::max(firstRow, m_sourceFirst); r <= std::min(lastRow, m_sourceLast);
+             ++r) {
+            for (int32_t c = 0; c < m_cols; ++c)
+                StoredCell(r, c).hasText = true;
+        }
+    }
+    Notify();
 }
 
 void ResultGridModel::SetFormatString(const std::string& format) {
@@ -71,7 +127,9 @@ void ResultGridModel::SetFormatString(const std::string& format) {
             caption.erase(0, 1);
         }
         m_alignment[c] = align;
-        m_cells[Index(0, c)].text = caption;
+        Cell& cell = StoredCell(0, c);
+        cell.text = caption;
+        cell.hasText = true;
     }
     m_format = format;
     Notify();
@@ -96,21 +154,43 @@ void ResultGridModel::SetColWidth(int32_t col, int32_t twips) {
     Notify();
 }
 
-const std::string& ResultGridModel::TextMatrix(int32_t row, int32_t col) const {
-    return m_cells[Index(row, col)].text;
+std::string ResultGridModel::TextMatrix(int32_t row, int32_t col) const {
+    if (const Cell* cell = FindCell(row, col); cell && cell->hasText)
+        return cell->text;
+    if (const GridRowCells* cells = SourceRow(row))
+        return cells->Texts[static_cast<std::size_t>(col)];
+    return {};
 }
 
 void ResultGridModel::SetTextMatrix(int32_t row, int32_t col, const std::string& text) {
-    m_cells[Index(row, col)].text = text;
+    // An empty text needs no storage where nothing else would show.
+    const bool sourced = m_source && row >= m_sourceFirst && row <= m_sourceLast;
+    if (text.empty() && !sourced) {
+        Check(row, col);
+        const auto found = m_stored.find(row);
+        if (found != m_stored.end()) {
+            Cell& cell = found->second[static_cast<std::size_t>(col)];
+            cell.text.clear();
+            cell.hasText = false;
+        }
+    } else {
+        Cell& cell = StoredCell(row, col);
+        cell.text = text;
+        cell.hasText = true;
+    }
     Notify();
 }
 
 std::optional<GridColor> ResultGridModel::CellBackColor(int32_t row, int32_t col) const {
-    return m_cells[Index(row, col)].back;
+    if (const Cell* cell = FindCell(row, col); cell && cell->back)
+        return cell->back;
+    if (const GridRowCells* cells = SourceRow(row))
+        return cells->Backs[static_cast<std::size_t>(col)];
+    return std::nullopt;
 }
 
 void ResultGridModel::SetCellBackColor(int32_t row, int32_t col, GridColor color) {
-    m_cells[Index(row, col)].back = color & 0xFFFFFF;
+    StoredCell(row, col).back = color & 0xFFFFFF;
     Notify();
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -32,6 +33,16 @@ inline int ColorBlue(GridColor c) {
 
 enum class CellAlignment { Default, Left, Right };
 
+// The texts and background colours of one grid row, one entry per column.
+struct GridRowCells {
+    std::vector<std::string> Texts;
+    std::vector<std::optional<GridColor>> Backs;
+};
+
+// Formats a grid row when a view asks for it: `cells` arrives sized to the grid's columns with
+// empty texts and no colours, and the source fills what the row shows.
+using GridRowSource = std::function<void(int32_t row, GridRowCells& cells)>;
+
 // A table that the grid procedures fill and any view draws. Row 0 is the fixed caption row and
 // column 0 the fixed name column. Widths and placement are in twips (1/1440 inch); a pixel-based
 // view divides by the workspace's TwipsPerPixel. A cell without a background colour of its own
@@ -40,6 +51,11 @@ enum class CellAlignment { Default, Left, Right };
 // Setting Rows or Cols keeps the contents of the cells that remain and clears new cells. Every
 // accessor taking a row and a column is range-checked and throws std::out_of_range, so a fault in
 // a filling procedure cannot write outside the table.
+//
+// A grid of a million samples holds no cell of its data rows: a row source serves a band of rows
+// on demand, and only cells set one by one are stored (by row, so memory follows what was set,
+// not Rows x Cols). In the rows of a source, a text or colour set explicitly takes precedence
+// over the source's. The model is for one thread.
 class ResultGridModel {
   public:
     int32_t Rows() const { return m_rows; }
@@ -58,7 +74,7 @@ class ResultGridModel {
     int32_t ColWidth(int32_t col) const;
     void SetColWidth(int32_t col, int32_t twips);
 
-    const std::string& TextMatrix(int32_t row, int32_t col) const;
+    std::string TextMatrix(int32_t row, int32_t col) const;
     void SetTextMatrix(int32_t row, int32_t col, const std::string& text);
 
     std::optional<GridColor> CellBackColor(int32_t row, int32_t col) const;
@@ -70,6 +86,14 @@ class ResultGridModel {
     int32_t Width = 0;
     int32_t Height = 0;
 
+    // Serves rows firstRow..lastRow from `source`, which replaces an earlier one. The cells stored
+    // in those rows are cleared, as if the source had written every one of them; cells set later
+    // take precedence again. Setting Rows or Cols removes the source (it was made for the old
+    // shape). Throws std::out_of_range for rows outside the grid.
+    void SetRowSource(int32_t firstRow, int32_t lastRow, GridRowSource source);
+    // Empties the texts of rows firstRow..lastRow, keeping their colours.
+    void ClearTexts(int32_t firstRow, int32_t lastRow);
+
     bool Visible() const { return m_visible; }
     void SetVisible(bool visible);
 
@@ -79,18 +103,26 @@ class ResultGridModel {
   private:
     struct Cell {
         std::string text;
+        bool hasText = false;  // set explicitly (else the row source's, or empty)
         std::optional<GridColor> back;
     };
     void Reshape(int32_t rows, int32_t cols);
-    std::size_t Index(int32_t row, int32_t col) const;
-    void Notify() const {
+    void Check(int32_t row, int32_t col) const;
+    Cell& StoredCell(int32_t row, int32_t col);
+    const Cell* FindCell(int32_t row, int32_t col) const;
+    const GridRowCells* SourceRow(int32_t row) const;
+    void Notify() {
         if (Changed)
             Changed();
     }
 
     int32_t m_rows = 0;
     int32_t m_cols = 0;
-    std::vector<Cell> m_cells;
+    std::map<int32_t, std::vector<Cell>> m_stored;  // rows with a cell set explicitly
+    GridRowSource m_source;
+    int32_t m_sourceFirst = 0;
+    int32_t m_sourceLast = -1;
+    mutable GridRowCells m_rowCells;  // the row the source formatted last
     std::vector<int32_t> m_widths;
     std::vector<CellAlignment> m_alignment;
     std::string m_format;

@@ -263,6 +263,60 @@ TEST(PageRenderer, APlotLineIsStrokedInItsOwnColour) {
     EXPECT_EQ(image.pixelColor(QPoint(144, 144)), QColor(Qt::white));
 }
 
+// Pages produced by a generator that can fail part way.
+class CountedPages : public PagedDocument {
+  public:
+    explicit CountedPages(int pages) : m_pages(pages) {}
+    int FailAt = 0;  // page number that throws, 0 for none
+    const PageDescription& Outline() const override { return m_outline; }
+    void Produce(const PageSink& sink) override {
+        for (int n = 1; n <= m_pages; ++n) {
+            if (n == FailAt)
+                throw Error("page " + std::to_string(n) + " could not be made");
+            Page page;
+            page.Texts.push_back({720, 720, PageFont{}, "Page body " + std::to_string(n)});
+            sink(page);
+        }
+    }
+
+  private:
+    int m_pages;
+    PageDescription m_outline;
+};
+
+TEST(PageRenderer, APagedDocumentIsDrawnAsTheWholeOneAndAFailurePartWayKeepsTheEarlierFile) {
+    if (!test::HavePoppler())
+        GTEST_SKIP() << "poppler-utils (pdftotext, pdffonts, pdftoppm) are not installed";
+    render::EnsureGuiApplication();
+    GlobalVariables ws;
+    test::FillSamples(ws, 300, [](int s) { return 0.01 * (s % 90); });
+    PrintPerformance certificate(ws);
+    certificate.ProgramDirectory = test::DataPath("report");
+    certificate.DateText = "2024-03-14";
+    const auto dir = test::ScratchDir("RenderPaged");
+    render::WritePdf(certificate.PrintSCEPerformanceData(), dir / "whole.pdf");
+    PerformanceDocument paged = certificate.SCEPerformanceDocument();
+    render::WritePdf(paged, dir / "paged.pdf");
+    const auto whole = test::ReadPdf(dir / "whole.pdf");
+    const auto pages = test::ReadPdf(dir / "paged.pdf");
+    ASSERT_EQ(pages.size(), whole.size());
+    ASSERT_GE(pages.size(), 2u);
+    for (std::size_t n = 0; n < pages.size(); ++n)
+        EXPECT_EQ(pages[n].Layout, whole[n].Layout) << "page " << n + 1;
+
+    CountedPages three(3);
+    const auto file = dir / "three.pdf";
+    render::WritePdf(three, file);
+    EXPECT_EQ(test::ReadPdf(file).size(), 3u);
+    const std::string before = test::ReadFile(file);
+    CountedPages failing(5);
+    failing.FailAt = 4;
+    EXPECT_THROW(render::WritePdf(failing, file), Error);
+    EXPECT_EQ(test::ReadFile(file), before);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir), {}), 3)
+        << "no temporary file left behind";
+}
+
 TEST(PageRenderer, APdfIsMadeInMemoryAndAFailedWriteIsAnIoError) {
     render::EnsureGuiApplication();
     PageDescription doc;

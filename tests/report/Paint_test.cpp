@@ -202,5 +202,40 @@ TEST_F(GridFixture, SceViewShowsTheStoredAverageAndLeavesTheReportAlone) {
     EXPECT_NE(test::ReadFile(report), "earlier report");
 }
 
+TEST_F(GridFixture, SampleRowsFollowTheViewOnShowAndSurviveTheArraysBeingEmptied) {
+    test::FillSamples(ws, 6, [](int s) { return 0.3 * s; });  // corrected SCI DE 0, 0.3, ... 1.5
+    // Laid out for more rows than the samples need: the bands run on to the third-last row.
+    paint.BuildEmptyPerformanceGrid(ws.SampleCount + 5);
+    view.WriteReport = false;
+    view.ShowSCIPerformanceData();
+    EXPECT_EQ(grid.CellBackColor(4, 4), kGreenColor);  // 0.9
+    EXPECT_EQ(grid.CellBackColor(5, 4), kFailColor);   // 1.2
+    EXPECT_EQ(grid.CellBackColor(9, 2), kYellowColor);
+    EXPECT_EQ(grid.CellBackColor(10, 2), std::nullopt);
+    EXPECT_EQ(grid.CellBackColor(11, 2), kAverageColor);
+    EXPECT_EQ(grid.TextMatrix(8, 0), "Average");
+    EXPECT_EQ(grid.TextMatrix(9, 0) + grid.TextMatrix(7, 1), "");
+    // Both views one after the other, without a new layout: no colour of the first lingers.
+    for (int s = 0; s < 6; ++s) {
+        ws.SampleDeltas(s, kSceCorrected + 3) = 0.1;
+        ws.SampleDeltas(s, kSciCorrected + 3) = 2.0;
+    }
+    view.ShowSCEPerformanceData();
+    for (int row = 1; row <= 6; ++row) {
+        EXPECT_EQ(grid.CellBackColor(row, 2), row % 2 ? kYellowColor : kGreenColor) << row;
+        EXPECT_EQ(grid.TextMatrix(row, 4), "0.10") << row;
+    }
+    paint.BuildEmptyCompareGrid(ws.SampleCount + 2);
+    paint.ShowSCIGridData();
+    EXPECT_EQ(grid.TextMatrix(6, 0), "Sample 6" + std::string(67, ' '));
+    EXPECT_EQ(grid.CellBackColor(6, 8), kGreenColor);
+    // A new tile set empties the sample arrays before the grid is laid out again; a repaint in
+    // between shows blank rows, never reads past the arrays.
+    ws.SampleNames.clear();
+    ws.SampleDeltas.Resize(0, kSampleDeltaColumns);
+    EXPECT_EQ(grid.TextMatrix(6, 0) + grid.TextMatrix(6, 4), "");
+    EXPECT_EQ(grid.CellBackColor(6, 8), kGreenColor);
+}
+
 }  // namespace
 }  // namespace tintara

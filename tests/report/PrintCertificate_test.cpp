@@ -262,7 +262,9 @@ void ExpectEveryPageIdentifiedAndInside(const PageDescription& doc, const Global
         EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [](const std::string& l) {
             return l.find("Certificate of Instrument Performance") != std::string::npos;
         })) << label;
-        EXPECT_TRUE(n == 0 || Has(lines, IdentificationSummary({MasterIdentification(ws), TargetIdentification(ws)}))) << label;
+        EXPECT_TRUE(n == 0 || Has(lines, IdentificationSummary(
+                                             {MasterIdentification(ws), TargetIdentification(ws)})))
+            << label;
         EXPECT_TRUE(Has(lines, caption)) << label;
         EXPECT_EQ(texts.back().Text,
                   "Page " + std::to_string(n + 1) + " of " + std::to_string(pages));
@@ -303,6 +305,38 @@ TEST_F(PerformanceCertificate, ALongFandeckRepeatsItsHeaderOnNumberedPagesAndEnd
               std::string("                                           Date : 04/02/2024")})
             EXPECT_TRUE(Has(last, line)) << line;
     }
+}
+
+TEST_F(PerformanceCertificate, PagesComeOneAtATimeNumberedAndTheSameOnEveryPass) {
+    // Names of wide characters cut by columns: the counting pass (which formats no sample line)
+    // must still find the pages the drawing pass fills.
+    test::FillSamples(ws, 700, [](int s) { return 0.01 * (s % 120); });
+    for (auto& name : ws.SampleNames)
+        name = "白色タイル " + name + " 白色タイル白色タイル白色タイル";
+    printer.ProgramDirectory = "/nonexistent-folder";
+    PerformanceDocument document = printer.SCIPerformanceDocument();
+    ASSERT_EQ(document.Outline().Warnings.size(), 1u) << "known before the first page";
+    EXPECT_TRUE(document.Outline().Pages.empty());
+    std::vector<std::string> numbers;
+    std::size_t samples = 0;
+    document.Produce([&](Page& page) {
+        EXPECT_TRUE(page.Pictures.empty());
+        numbers.push_back(page.Texts.back().Text);
+        for (const auto& t : page.Texts)
+            samples += t.Text.starts_with("白色タイル Sample ");
+    });
+    ASSERT_GE(numbers.size(), 5u);
+    const std::string count = std::to_string(numbers.size());
+    for (std::size_t n = 0; n < numbers.size(); ++n)
+        EXPECT_EQ(numbers[n], "Page " + std::to_string(n + 1) + " of " + count);
+    EXPECT_EQ(samples, 700u);
+    EXPECT_EQ(printer.Passed + printer.Failed, 700);
+    // Produced again (a printer asking twice), the pages are the same.
+    std::size_t again = 0;
+    document.Produce([&](Page& page) { EXPECT_EQ(page.Texts.back().Text, numbers.at(again++)); });
+    EXPECT_EQ(again, numbers.size());
+    ws.SampleNames.resize(3);
+    EXPECT_THROW(printer.SCEPerformanceDocument(), Error);
 }
 
 TEST(PrintCertificate, ALongTileSetContinuesOnNumberedPagesAndAWideNameKeepsTheColumns) {
