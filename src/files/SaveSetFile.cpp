@@ -363,23 +363,26 @@ void Store(const SaveSetData& header, const RecordFeed& next, const fs::path& fi
 
 // ---- reading ----
 
-// The column a check is about, for the message that names it: a fixed text, or a field of a
-// numbered record. The record's text is only put together when a check fails, not per row.
+// The column a check is about, for the message that names it: a fixed text, a numbered one
+// ("angle type 2") or a field of a numbered record. Built for every column of every row, so it
+// holds no string: the text is only put together when a check fails.
 class Field {
   public:
-    Field(const char* text) : m_name(text) {}
-    Field(std::string text) : m_text(std::move(text)) {}
-    Field(int64_t record, const char* name) : m_record(record), m_name(name) {}
+    Field(const char* name) : m_name(name) {}
+    Field(const char* name, int number) : m_name(name), m_number(number) {}
+    Field(int64_t record, const char* name) : m_name(name), m_record(record) {}
     std::string Text() const {
         if (m_record >= 0)
             return "record " + std::to_string(m_record) + ": " + m_name;
-        return m_name ? std::string(m_name) : m_text;
+        if (m_number > 0)
+            return m_name + (" " + std::to_string(m_number));
+        return m_name;
     }
 
   private:
+    const char* m_name;
+    int m_number = 0;
     int64_t m_record = -1;
-    const char* m_name = nullptr;
-    std::string m_text;
 };
 
 }  // namespace
@@ -531,13 +534,13 @@ struct SaveSetReader::Impl {
         d.NumAngles =
             static_cast<int16_t>(Integer(s.stmt, i++, "the header's angle count", 1, kMaxAngles));
         for (int k = 0; k < 3; ++k) {
-            d.AngleTypes[k] = Short(s.stmt, i++, "angle type " + std::to_string(k + 1));
+            d.AngleTypes[k] = Short(s.stmt, i++, {"angle type", k + 1});
         }
         for (int k = 0; k < 3; ++k) {
-            d.Illuminants[k] = Short(s.stmt, i++, "illuminant " + std::to_string(k + 1));
+            d.Illuminants[k] = Short(s.stmt, i++, {"illuminant", k + 1});
         }
         for (int k = 0; k < 4; ++k) {
-            d.CMCFactors[k] = Real(s.stmt, i++, "CMC factor " + std::to_string(k + 1));
+            d.CMCFactors[k] = Real(s.stmt, i++, {"CMC factor", k + 1});
         }
         d.ColorSpace = Short(s.stmt, i++, "the header's colour space");
         d.Observer = Short(s.stmt, i++, "the header's observer");
@@ -672,7 +675,8 @@ void SaveSetReader::Read(int64_t ordinal, SaveSetRecord& record) {
 SaveSetData LoadSaveSet(const fs::path& file) {
     SaveSetReader reader(file);
     SaveSetData data = reader.Header();
-    data.Records.reserve(static_cast<std::size_t>(reader.RecordCount()));
+    // One more than the count: the last Next is given a record too, and finds none.
+    data.Records.reserve(static_cast<std::size_t>(reader.RecordCount()) + 1);
     while (reader.Next(data.Records.emplace_back())) {
     }
     data.Records.pop_back();
