@@ -62,7 +62,7 @@ bool RunWizardStep(GlobalVariables& ws, UserInterface& ui, const std::string& ti
 // ---- ProfileHeaderDialog ----
 
 ProfileHeaderDialog::ProfileHeaderDialog(GlobalVariables& ws, UserInterface& ui)
-    : m_ws(ws), m_ui(ui) {}
+    : DialogModel(ws, ui) {}
 
 void ProfileHeaderDialog::Form_Activate() {
     struct Side {
@@ -118,7 +118,7 @@ void ProfileHeaderDialog::OperatorText_Change(int /*index*/) {
 // ---- SelectGeometryDialog ----
 
 SelectGeometryDialog::SelectGeometryDialog(GlobalVariables& ws, UserInterface& ui)
-    : Option1(ws.GeometryChoice), Option2(!ws.GeometryChoice), m_ws(ws), m_ui(ui) {}
+    : DialogModel(ws, ui), Option1(ws.GeometryChoice), Option2(!ws.GeometryChoice) {}
 
 void SelectGeometryDialog::Form_Activate() {
     if (m_activated)

@@ -5,6 +5,7 @@
 #include <array>
 #include <string>
 
+#include "app/DialogModel.h"
 #include "workspace/GlobalVariables.h"
 
 namespace tintara {
@@ -43,7 +44,7 @@ bool RunWizardStep(GlobalVariables& ws, UserInterface& ui, const std::string& ti
 // Identification of the Master (column 0) and the Target (column 1) tile-set measurements, with
 // the tile set serial, instrument serial and operator editable. The dialog validates nothing: any
 // text is accepted and an empty field stays empty. Only OK copies the edits back.
-class ProfileHeaderDialog {
+class ProfileHeaderDialog : public DialogModel {
   public:
     static constexpr int kMaster = 0;
     static constexpr int kTarget = 1;
@@ -65,21 +66,11 @@ class ProfileHeaderDialog {
     // Editable boxes: tile set serial, instrument serial, operator.
     std::array<std::string, 2> AvianText, SerialText, OperatorText;
     bool OKButtonEnabled = true;
-
-    bool Closed() const { return m_closed; }
-    bool Accepted() const { return m_accepted; }
-
-  private:
-    GlobalVariables& m_ws;
-    UserInterface& m_ui;
-    bool m_activated = false;
-    bool m_closed = false;
-    bool m_accepted = false;
 };
 
 // Asks whether the data are treated as SCI (Option1) or SCE (Option2). Opens with the current
 // GeometryChoice selected. Closing without OK leaves GeometryChoice as it was.
-class SelectGeometryDialog {
+class SelectGeometryDialog : public DialogModel {
   public:
     SelectGeometryDialog(GlobalVariables& ws, UserInterface& ui);
 
@@ -95,16 +86,6 @@ class SelectGeometryDialog {
     bool Option1 = true;
     bool Option2 = false;
     bool OKButtonEnabled = true;
-
-    bool Closed() const { return m_closed; }
-    bool Accepted() const { return m_accepted; }
-
-  private:
-    GlobalVariables& m_ws;
-    UserInterface& m_ui;
-    bool m_activated = false;
-    bool m_closed = false;
-    bool m_accepted = false;
 };
 
 }  // namespace tintara

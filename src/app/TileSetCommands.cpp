@@ -23,17 +23,14 @@ void ProfilerCommands::StripControlCharacters(std::string& text) {
 }
 
 bool ProfilerCommands::GeometryChoiceNeeded(const std::filesystem::path& file) const {
-    // The choice matters only for a set that holds both geometries: a status whose third
-    // character is "B", or a Macbeth XTS (173), which always does.
+    // The choice matters only for a set that holds both geometries.
     try {
         const SaveSetData data = LoadSaveSet(file);
-        const auto both = [](const std::string& status, int16_t instrument) {
-            return instrument == 173 || (status.size() >= 3 && status[2] == 'B');
-        };
-        if (both(data.Status, data.Instrument))
+        if (HoldsBothGeometries(data.Instrument, data.Status))
             return true;
         for (const SaveSetRecord& record : data.Records) {
-            if (both(record.Status.empty() ? data.Status : record.Status, record.Instrument)) {
+            if (HoldsBothGeometries(record.Instrument,
+                                    record.Status.empty() ? data.Status : record.Status)) {
                 return true;
             }
         }

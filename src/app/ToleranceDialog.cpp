@@ -17,8 +17,7 @@ int Clamp(int position) {
 GetTolerancesDialog::GetTolerancesDialog(GlobalVariables& ws, UserInterface& ui, ColorMatch& plm,
                                          std::filesystem::path iniFile,
                                          std::function<void()> clearScreen)
-    : m_ws(ws),
-      m_ui(ui),
+    : DialogModel(ws, ui),
       m_plm(plm),
       m_iniFile(std::move(iniFile)),
       m_clearScreen(std::move(clearScreen)) {}

@@ -6,6 +6,7 @@
 #include <functional>
 #include <string>
 
+#include "app/DialogModel.h"
 #include "engine/ColorMatch.h"
 #include "workspace/GlobalVariables.h"
 
@@ -18,7 +19,7 @@ class UserInterface;
 // stores both limits and the colour space in the workspace and in Profiler.ini; when the colour
 // space differs from the one the colour-matching component uses, the component is switched, the
 // result display cleared, and the user told to reload the save sets. Cancel stores nothing.
-class GetTolerancesDialog {
+class GetTolerancesDialog : public DialogModel {
   public:
     static constexpr const char* kCaption = "Tolerances";
     static constexpr std::array<const char*, 2> kRowCaptions{"Single Tile DE Limit is -->",
@@ -47,17 +48,10 @@ class GetTolerancesDialog {
     bool Option2 = false;  // Hunter Lab
     bool AcceptButtonEnabled = true;
 
-    bool Closed() const { return m_closed; }
-    bool Accepted() const { return m_accepted; }
-
   private:
-    GlobalVariables& m_ws;
-    UserInterface& m_ui;
     ColorMatch& m_plm;
     std::filesystem::path m_iniFile;
     std::function<void()> m_clearScreen;
-    bool m_closed = false;
-    bool m_accepted = false;
 };
 
 }  // namespace tintara

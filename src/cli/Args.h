@@ -61,6 +61,11 @@ class Args {
         return it->second;
     }
     const std::vector<std::string>& Positionals() const { return m_positionals; }
+    // For the subcommands that take options only.
+    void RequireNoPositionals() const {
+        if (!m_positionals.empty())
+            throw UsageError("unexpected argument " + m_positionals[0]);
+    }
 
   private:
     std::map<std::string, std::string> m_values;

@@ -13,6 +13,7 @@
 #include "cli/PdfOutput.h"
 #include "files/FandeckCompare.h"
 #include "workspace/Error.h"
+#include "workspace/StatusCode.h"
 
 namespace tintara::cli {
 
@@ -21,8 +22,7 @@ int RunCompare(const Arguments& arguments, CommandContext& context) {
                     {"--master", "--target", "--ccf", "--report", "--certificate", "--paper",
                      "--company", "--operator", "--tileset"},
                     {"--sce"});
-    if (!args.Positionals().empty())
-        throw UsageError("unexpected argument " + args.Positionals()[0]);
+    args.RequireNoPositionals();
     const std::string master = args.Required("--master");
     const std::string target = args.Required("--target");
 
@@ -47,11 +47,10 @@ int RunCompare(const Arguments& arguments, CommandContext& context) {
     const GlobalVariables& ws = session.ws;
     const std::string& status = ws.MasterFandeck.Status;
     const bool oneAngle = ws.MasterFandeck.AngleCount < 2;
-    const bool masterSce = oneAngle && status.size() >= 3 && status[2] == 'E';
+    const bool masterSce = oneAngle && StatusCode(status).Sce();
     const Geometry geometry = args.Has("--sce") || masterSce ? Geometry::SCE : Geometry::SCI;
     const auto holds = [&](Geometry g) {
-        return ws.MasterFandeck.AngleCount >= 2 ||
-               (status.size() >= 3 && status[2] == 'I') == (g == Geometry::SCI);
+        return ws.MasterFandeck.AngleCount >= 2 || StatusCode(status).Sci() == (g == Geometry::SCI);
     };
     if (!holds(geometry)) {
         throw Error(master + " holds " + (geometry == Geometry::SCE ? "SCI" : "SCE") +

@@ -12,8 +12,7 @@ namespace tintara::cli {
 
 int RunConvert(const Arguments& arguments, CommandContext& context) {
     const Args args(arguments, {"--ccf", "--in", "--out"}, {});
-    if (!args.Positionals().empty())
-        throw UsageError("unexpected argument " + args.Positionals()[0]);
+    args.RequireNoPositionals();
     const std::string ccf = args.Required("--ccf");
     const std::string in = args.Required("--in");
     const std::string out = args.Required("--out");

@@ -21,8 +21,7 @@ int RunProfile(const Arguments& arguments, CommandContext& context) {
                     {"--master", "--target", "--geometry", "--ccf", "--results-dir", "--report",
                      "--certificate", "--paper"},
                     {"--nocentroid", "--cross-validate"});
-    if (!args.Positionals().empty())
-        throw UsageError("unexpected argument " + args.Positionals()[0]);
+    args.RequireNoPositionals();
     const std::string masterFile = args.Required("--master");
     const std::string targetFile = args.Required("--target");
     const std::string geometry = args.Value("--geometry", "sci");

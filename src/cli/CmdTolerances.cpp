@@ -36,8 +36,7 @@ double ParseLimit(const std::string& option, const std::string& text, const char
 
 int RunTolerances(const Arguments& arguments, CommandContext& context) {
     const Args args(arguments, {"--single", "--average", "--space"}, {});
-    if (!args.Positionals().empty())
-        throw UsageError("unexpected argument " + args.Positionals()[0]);
+    args.RequireNoPositionals();
 
     const ProfilerIniLocation location = LocateProfilerIni();
     GlobalVariables ws;

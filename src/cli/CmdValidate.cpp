@@ -15,13 +15,13 @@
 #include "report/ReportText.h"
 #include "report/ValidationReport.h"
 #include "workspace/Error.h"
+#include "workspace/StatusCode.h"
 
 namespace tintara::cli {
 
 int RunValidate(const Arguments& arguments, CommandContext& context) {
     const Args args(arguments, {"--ccf", "--master", "--target", "--report", "--csv"}, {"--sce"});
-    if (!args.Positionals().empty())
-        throw UsageError("unexpected argument " + args.Positionals()[0]);
+    args.RequireNoPositionals();
     const std::string ccf = args.Required("--ccf");
     const std::string master = args.Required("--master");
     const std::string target = args.Required("--target");
@@ -32,8 +32,7 @@ int RunValidate(const Arguments& arguments, CommandContext& context) {
     // SCI unless asked for SCE, or the Master fandeck holds SCE only.
     const GlobalVariables& ws = session.ws;
     const std::string& status = ws.MasterFandeck.Status;
-    const bool masterSce =
-        ws.MasterFandeck.AngleCount < 2 && status.size() >= 3 && status[2] == 'E';
+    const bool masterSce = ws.MasterFandeck.AngleCount < 2 && StatusCode(status).Sce();
     const Geometry geometry = args.Has("--sce") || masterSce ? Geometry::SCE : Geometry::SCI;
     RequireCoefficients(ccf, geometry);
     const ValidationResult result = ValidateComparison(ws, geometry);

@@ -135,8 +135,7 @@ const FineTables& Tables() {
 }
 
 struct Folded {
-    std::array<std::array<double, 3>, kCurvePoints> weights;
-    // The same weights in one array per component, for the summation loops.
+    // The folded weights, one array per component for the summation loops.
     double wx[kCurvePoints];
     double wy[kCurvePoints];
     double wz[kCurvePoints];
@@ -152,7 +151,6 @@ Folded BuildFolded() {
         unit[i] = 1.0;
         const Xyz w = TristimulusBySummation(unit);
         unit[i] = 0.0;
-        f.weights[static_cast<std::size_t>(i)] = {w.X, w.Y, w.Z};
         f.wx[i] = w.X;
         f.wy[i] = w.Y;
         f.wz[i] = w.Z;
@@ -261,10 +259,6 @@ Xyz Tristimulus(const double* curve) {
         z += f.wz[i] * curve[i];
     }
     return {x, y, z};
-}
-
-const std::array<std::array<double, 3>, kCurvePoints>& TristimulusWeights() {
-    return FoldedTables().weights;
 }
 
 const Xyz& WhitePoint() {

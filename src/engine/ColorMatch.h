@@ -39,8 +39,10 @@ struct Lab {
 // Sprague (1880) fifth-order interpolation as recommended by CIE 15:2004 (7.2.1.1): every interval
 // of `coarse` is divided into `steps` equal parts, the ends are extended by two points each with
 // the CIE end coefficients. The result holds (coarse.size() - 1) * steps + 1 values, equal to the
-// coarse values at every `steps`-th position; polynomials up to degree 5 (hence straight lines)
-// are reproduced exactly. coarse needs at least 6 values.
+// coarse values at every `steps`-th position. Polynomials up to degree 4 are reproduced exactly in
+// every interval whose six neighbours are all tabulated; in the first two and the last two
+// intervals, which lean on the extended points, straight lines only. coarse needs at least 6
+// values.
 std::vector<double> SpragueInterpolate(std::span<const double> coarse, int steps);
 
 // The 391-point 1 nm curve of a 40-point curve (Sprague). Writes fine[0..390].
@@ -59,9 +61,6 @@ Xyz TristimulusOfFineSpectrum(std::span<const double> fine);
 // The same numbers through 40x3 weights that fold Sprague, illuminant, observer and k together
 // (every step is linear). Agrees with TristimulusBySummation to about 1e-12; no validation.
 Xyz Tristimulus(const double* curve);
-
-// The folded weights, [point][0..2] for X, Y, Z, built once (thread-safe) on first use.
-const std::array<std::array<double, 3>, kCurvePoints>& TristimulusWeights();
 
 // XYZ of the 100 % reflector under this method (Tristimulus of a flat 100 % curve).
 const Xyz& WhitePoint();

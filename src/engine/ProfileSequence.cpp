@@ -10,55 +10,38 @@ void ProfileSequence(Utility& utility, PhaseDisplay* display) {
     const bool show = ws.ShowPhaseProgress && display != nullptr;
     const int tiles = ws.TileCount;
 
+    // Every later phase column starts from the value just computed, so a phase that changes
+    // nothing shows the previous value.
+    std::vector<double>* const columns[4] = {&ws.OffsetDE, &ws.GainDE, &ws.LinearityDE,
+                                             &ws.WavelengthDE};
+    const auto carryForward = [&](int first, const auto& value) {
+        for (int i = 1; i <= tiles; ++i) {
+            for (int c = first; c < 4; ++c)
+                (*columns[c])[i] = value(i);
+        }
+    };
+
     utility.GetRawDE();
     if (show) {
         display->RefreshDisplay();
         display->IndicateCell(1);
     }
     events.LetEventsRun();
-
-    // Every phase column starts from the raw value, so a phase that changes nothing shows the
-    // previous value.
-    for (int i = 1; i <= tiles; ++i) {
-        const double raw = ws.RawDE(i, 3);
-        ws.OffsetDE[i] = raw;
-        ws.GainDE[i] = raw;
-        ws.LinearityDE[i] = raw;
-        ws.WavelengthDE[i] = raw;
-        ws.FinalDE(i, 3) = raw;
-    }
-    if (show)
-        display->IndicateCell(2);
-
-    utility.CalculateOffset();
-    if (show)
-        display->RefreshDisplay();
-    events.LetEventsRun();
-    for (int i = 1; i <= tiles; ++i) {
-        ws.GainDE[i] = ws.OffsetDE[i];
-        ws.LinearityDE[i] = ws.OffsetDE[i];
-        ws.WavelengthDE[i] = ws.OffsetDE[i];
-    }
-    if (show)
-        display->IndicateCell(3);
-
-    utility.CalculateGain();
-    if (show)
-        display->RefreshDisplay();
-    events.LetEventsRun();
-    for (int i = 1; i <= tiles; ++i) {
-        ws.LinearityDE[i] = ws.GainDE[i];
-        ws.WavelengthDE[i] = ws.GainDE[i];
-    }
-    if (show)
-        display->IndicateCell(4);
-
-    utility.CalculateLinearity();
-    if (show)
-        display->RefreshDisplay();
-    events.LetEventsRun();
+    carryForward(0, [&](int i) { return ws.RawDE(i, 3); });
     for (int i = 1; i <= tiles; ++i)
-        ws.WavelengthDE[i] = ws.LinearityDE[i];
+        ws.FinalDE(i, 3) = ws.RawDE(i, 3);
+
+    void (Utility::*const phases[3])() = {&Utility::CalculateOffset, &Utility::CalculateGain,
+                                          &Utility::CalculateLinearity};
+    for (int p = 0; p < 3; ++p) {
+        if (show)
+            display->IndicateCell(p + 2);
+        (utility.*phases[p])();
+        if (show)
+            display->RefreshDisplay();
+        events.LetEventsRun();
+        carryForward(p + 1, [&](int i) { return (*columns[p])[i]; });
+    }
     // Column 5 is never marked by this run.
 
     utility.CalculateWavelength();

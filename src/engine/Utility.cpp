@@ -83,14 +83,4 @@ std::string Utility::ConvertBytetoString(const std::vector<uint8_t>& bytes) {
     return text;
 }
 
-bool Utility::IsLoaded(const std::string& formName) const {
-    if (!m_openForms)
-        return false;
-    for (const std::string& name : m_openForms()) {
-        if (name == formName)
-            return true;
-    }
-    return false;
-}
-
 }  // namespace tintara

@@ -3,7 +3,6 @@
 
 #include <array>
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -63,13 +62,6 @@ class Utility {
     void CheckMetamerism() {}
     static std::string ConvertBytetoString(const std::vector<uint8_t>& bytes);
 
-    // The open windows are the application's business, not the engine's: the application hands
-    // in a source of the names of its open forms. Without one, no form is loaded.
-    using OpenFormsSource = std::function<std::vector<std::string>()>;
-    void SetOpenFormsSource(OpenFormsSource source) { m_openForms = std::move(source); }
-    bool IsLoaded(const std::string& formName) const;
-    bool AnybodyLoaded() const { return IsLoaded("MatchResult"); }
-
     // ---- correction phases (UtilityPhases.cpp) ----
     // Progress: CalculateOffset sets the maximum to (TileCount + 1) x 120 + 840 and the value to
     // 0; the first three phases advance 1 per tile and point, the weight search 1 per centre
@@ -105,7 +97,6 @@ class Utility {
     GlobalVariables& m_ws;
     ProgressSink& m_progress;
     WavelengthSearchMode m_searchMode = WavelengthSearchMode::Fast;
-    OpenFormsSource m_openForms;
 };
 
 }  // namespace tintara

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <string>
 
+#include "engine/CorrectionFormulas.h"
 #include "engine/Utility.h"
 #include "engine/WavelengthSearch.h"
 #include "workspace/Error.h"
@@ -30,6 +31,21 @@ int Nanometres(int point) {
 inline void CheckFinite(double value, const char* phase, int tile, int point, const char* what) {
     if (!std::isfinite(value))
         Fault(phase, tile, point, std::string(what) + " is not finite");
+}
+
+// Fills tiles 0..tiles of `output` with corrected(t, w), one progress step per value; a value that
+// is not a number stops the phase there.
+template <typename Corrected>
+void CorrectTiles(Matrix& output, int tiles, const char* phase, const char* what,
+                  ProgressSink& progress, Corrected corrected) {
+    for (int t = 0; t <= tiles; ++t) {
+        for (int w = 0; w < kPointCount; ++w) {
+            const double value = corrected(t, w);
+            CheckFinite(value, phase, t, w, what);
+            output(t, w) = value;
+            progress.AdvanceProgress(1);
+        }
+    }
 }
 
 }  // namespace
@@ -61,14 +77,10 @@ void Utility::CalculateOffset() {
             ws.MasterReflectance(ws.OffsetTile, w) - ws.TargetReflectance(ws.OffsetTile, w);
         CheckFinite(ws.OffsetCoefficients[w], "Offset", ws.OffsetTile, w, "the offset");
     }
-    for (int t = 0; t <= tiles; ++t) {
-        for (int w = 0; w < kPointCount; ++w) {
-            const double value = ws.TargetReflectance(t, w) + ws.OffsetCoefficients[w];
-            CheckFinite(value, "Offset", t, w, "the offset-corrected reflectance");
-            ws.TargetAfterOffset(t, w) = value;
-            m_progress.AdvanceProgress(1);
-        }
-    }
+    CorrectTiles(ws.TargetAfterOffset, tiles, "Offset", "the offset-corrected reflectance",
+                 m_progress, [&](int t, int w) {
+                     return OffsetCorrected(ws.TargetReflectance(t, w), ws.OffsetCoefficients[w]);
+                 });
     for (int t = 0; t <= tiles; ++t)
         ws.OffsetDE[t] = EvaluateTile(ws.TargetAfterOffset, t, "Offset");
 }
@@ -94,18 +106,11 @@ void Utility::CalculateGain() {
                   "computed");
         }
     }
-    for (int t = 0; t <= tiles; ++t) {
-        for (int w = 0; w < kPointCount; ++w) {
-            // Full gain at the gain tile's raw level, tapered by (1 - G)(1 - x / r) elsewhere.
-            const double g = ws.GainCoefficients[w];
-            const double x = ws.TargetAfterOffset(t, w);
-            const double r = ws.TargetReflectance(gainTile, w);
-            const double value = (1 + (1 - g) * (1 - x / r)) * g * x;
-            CheckFinite(value, "Gain", t, w, "the gain-corrected reflectance");
-            ws.TargetAfterGain(t, w) = value;
-            m_progress.AdvanceProgress(1);
-        }
-    }
+    CorrectTiles(ws.TargetAfterGain, tiles, "Gain", "the gain-corrected reflectance", m_progress,
+                 [&](int t, int w) {
+                     return GainCorrected(ws.TargetAfterOffset(t, w), ws.GainCoefficients[w],
+                                          ws.TargetReflectance(gainTile, w));
+                 });
     for (int t = 0; t <= tiles; ++t)
         ws.GainDE[t] = EvaluateTile(ws.TargetAfterGain, t, "Gain");
 }
@@ -156,22 +161,10 @@ void Utility::ApplyLinearity() {
     for (int w = 0; w < kPointCount; ++w) {
         const auto& p = ws.LinearityPoints[w];
         const double s = ws.SampleWorkSpectrum[w];
-        // Segment by the Target break levels T0..T4; a value on a level takes the upper segment.
-        // The conditions are tried in this order, the first that holds wins.
-        int segment = 5;
-        if (s < p[1]) {
-            segment = 0;
-        } else {
-            for (int k = 1; k <= 4; ++k) {
-                if (p[2 * k - 1] <= s && s < p[2 * k + 1]) {
-                    segment = k;
-                    break;
-                }
-            }
-        }
-        const double slope = ws.LinearitySlopes[w][segment];
-        if (slope != 0.0)
-            ws.SampleWorkSpectrum[w] = (s - ws.LinearityIntercepts[w][segment]) / slope;
+        // Segments by the Target break levels T0..T4, held at the odd places of the points.
+        const int segment = LinearitySegment(s, &p[1], 5, 2);
+        ws.SampleWorkSpectrum[w] = LinearityCorrected(s, ws.LinearitySlopes[w][segment],
+                                                      ws.LinearityIntercepts[w][segment]);
         m_progress.AdvanceProgress(1);
     }
 }
@@ -249,15 +242,12 @@ void Utility::SearchWeightsReference(int16_t wavelength) {
             ws.WavelengthCoefficients[wavelength] =
                 WavelengthCandidate{left, centre, right}.Weights();
             double sum = 0.0;
-            double deSum = 0.0;  // gathered as the search has always done; it decides nothing
             for (int16_t t = 0; t <= tiles; ++t) {
                 SingleTileCentroid(t);
-                deSum += ws.WavelengthDE[t];
                 double difference = 0.0;
                 SingleTileLeastDiff(t, wavelength, difference);
                 sum += difference;
             }
-            (void)deSum;
             // Strictly lower only: on a tie the earlier candidate (higher centre, then lower
             // left weight) stays.
             if (sum < best) {

@@ -4,26 +4,11 @@
 #include <array>
 #include <cmath>
 
+#include "engine/CorrectionFormulas.h"
 #include "workspace/GlobalVariables.h"
 #include "workspace/Matrix.h"
 
 namespace tintara {
-
-// Weights of the neighbours w-1, w, w+1 of one spectral point.
-using WavelengthWeights = std::array<double, 3>;
-
-inline constexpr WavelengthWeights kIdentityWeights{0.0, 1.0, 0.0};
-
-// The corrected value at point w of a 40-point row. At the two ends the weight of the missing
-// neighbour is dropped, not redistributed. Both search paths and the final application use this
-// one expression, so their results agree to the bit.
-inline double ThreePointValue(const double* row, const WavelengthWeights& weights, int w) {
-    if (w == 0)
-        return weights[1] * row[0] + weights[2] * row[1];
-    if (w == kPointCount - 1)
-        return weights[0] * row[w - 1] + weights[1] * row[w];
-    return weights[0] * row[w - 1] + weights[1] * row[w] + weights[2] * row[w + 1];
-}
 
 // The search criterion of one tile: the absolute sample - master difference, written as the
 // square root of the square (which is what the reference computes; it equals |d| bit for bit).

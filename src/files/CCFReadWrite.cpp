@@ -183,13 +183,19 @@ class LineReader {
         return m_lines[m_next++];
     }
 
-    double Number(const std::string& what) {
-        const std::string text = Trimmed(Take(what));
-        double value = 0.0;
+    // True when the whole text is one number of T (no blanks, nothing after it).
+    template <typename T>
+    static bool WholeNumber(const std::string& text, T& value) {
         const char* first = text.data();
         const char* last = first + text.size();
         const auto [end, ec] = std::from_chars(first, last, value);
-        if (text.empty() || ec != std::errc() || end != last || !std::isfinite(value)) {
+        return !text.empty() && ec == std::errc() && end == last;
+    }
+
+    double Number(const std::string& what) {
+        const std::string text = Trimmed(Take(what));
+        double value = 0.0;
+        if (!WholeNumber(text, value) || !std::isfinite(value)) {
             FailPrevious("expected " + what + ", found " + Excerpt(text));
         }
         return value;
@@ -198,11 +204,7 @@ class LineReader {
     int16_t Integer(const std::string& what) {
         const std::string text = Trimmed(Take(what));
         int value = 0;
-        const char* first = text.data();
-        const char* last = first + text.size();
-        const auto [end, ec] = std::from_chars(first, last, value);
-        if (text.empty() || ec != std::errc() || end != last || value < INT16_MIN ||
-            value > INT16_MAX) {
+        if (!WholeNumber(text, value) || value < INT16_MIN || value > INT16_MAX) {
             FailPrevious("expected " + what + " (a whole number), found " + Excerpt(text));
         }
         return static_cast<int16_t>(value);
@@ -440,7 +442,7 @@ void CCFReadWrite::WriteCoeficcients(const std::filesystem::path& file) {
     if (existed)
         StoreInWorkspace(old);
 
-    const bool sci = m_ws.MasterStatus.size() >= 3 && m_ws.MasterStatus[2] == 'I';
+    const bool sci = StatusCode(m_ws.MasterStatus).Sci();
     const bool previousSci = m_ws.SCICoefficientsPresent;
     const bool previousSce = m_ws.SCECoefficientsPresent;
     // A new file holds a placeholder for the other geometry, so its flag is False whatever an

@@ -14,6 +14,7 @@
 
 #include "files/Interchange.h"
 #include "workspace/Error.h"
+#include "workspace/StatusCode.h"
 #include "workspace/WriteFile.h"
 
 namespace tintara {
@@ -302,7 +303,7 @@ SaveSetData ImportCxf(std::istream& in, const std::string& sourceName, const Imp
 
     SaveSetData data;
     data.NumAngles = second < conditions.size() ? 2 : 1;
-    std::string company, status = "XXXXXX";
+    std::string company, status(StatusCode::kReset);
     int16_t instrument = 0;
     for (const pugi::xml_node& ours : Descendants(root, "TintaraSaveSet")) {
         company = ours.attribute("Company").value();
@@ -372,7 +373,7 @@ void ExportCxf(const SaveSetData& data, int64_t recordCount, const SaveSetWalk& 
     info.append_child("cc:Description").text() = "Spectral reflectance, 360-750 nm by 10 nm";
 
     const int angles = std::clamp<int>(data.NumAngles, 1, kMaxAngles);
-    const char geometry = data.Status.size() >= 3 ? data.Status[2] : 'X';
+    const char geometry = StatusCode(data.Status).GeometryLetter();
     auto conditionId = [&](int angle) {
         if (angles == 2 || geometry == 'B')
             return angle == 0 ? std::string("SCI") : std::string("SCE");

@@ -194,35 +194,23 @@ Curve RandomColour(Rng& rng) {
     // Pigments absorb over broad bands: edges rise over some 40-110 nm, bands are 50-120 nm wide.
     const bool band = kind == 2 || kind == 3;
     r.width = band ? rng.Uniform(40.0, 90.0) : rng.Uniform(15.0, 40.0);
-    switch (kind) {
-        case 0:
-            r.shape = Shape::Rise;
-            break;
-        case 1:
-            r.shape = Shape::Fall;
-            break;
-        case 2:
-            r.shape = Shape::Band;
-            break;
-        case 3:
-            r.shape = Shape::Notch;
-            break;
-        case 4:
-            r.shape = Shape::Flat;
-            r.low = rng.Uniform(2.0, 85.0);
-            r.high = r.low * rng.Uniform(0.97, 1.04);
-            break;
-        default: {
-            const int sample = static_cast<int>(rng.Next() % 14);
-            const double strength = rng.Uniform(60.0, 110.0);
-            const double tint = rng.Uniform(0.0, 0.5);
-            Curve c;
-            for (int i = 0; i < kPointCount; ++i) {
-                const double v = (1.0 - tint) * strength * CieSample(sample, Nm(i)) + tint * 85.0;
-                c[i] = std::clamp(v, 0.3, 95.0);
-            }
-            return c;
+    constexpr Shape kShaped[4] = {Shape::Rise, Shape::Fall, Shape::Band, Shape::Notch};
+    if (kind < 4) {
+        r.shape = kShaped[kind];
+    } else if (kind == 4) {
+        r.shape = Shape::Flat;
+        r.low = rng.Uniform(2.0, 85.0);
+        r.high = r.low * rng.Uniform(0.97, 1.04);
+    } else {
+        const int sample = static_cast<int>(rng.Next() % 14);
+        const double strength = rng.Uniform(60.0, 110.0);
+        const double tint = rng.Uniform(0.0, 0.5);
+        Curve c;
+        for (int i = 0; i < kPointCount; ++i) {
+            const double v = (1.0 - tint) * strength * CieSample(sample, Nm(i)) + tint * 85.0;
+            c[i] = std::clamp(v, 0.3, 95.0);
         }
+        return c;
     }
     return MakeCurve(r);
 }
@@ -261,17 +249,6 @@ SaveSetRecord MakeRecord(const std::string& name, const std::string& name2,
 }
 
 }  // namespace
-
-const std::vector<std::string>& DemoTileNames() {
-    static const std::vector<std::string> names = [] {
-        std::vector<std::string> n;
-        for (const Recipe& r : kTiles) {
-            n.emplace_back(r.name);
-        }
-        return n;
-    }();
-    return names;
-}
 
 DemoSaveSets MakeDemoData(const DemoParameters& p) {
     DemoSaveSets d{EmptySet(p, p.MasterInstrument), EmptySet(p, p.TargetInstrument),

@@ -88,10 +88,6 @@ struct DemoSaveSets {
 };
 DemoSaveSets MakeDemoData(const DemoParameters& parameters = {});
 
-// The names of the 32 demo tiles; each is also good as a file name (result save sets are named
-// name + "Results.wsv").
-const std::vector<std::string>& DemoTileNames();
-
 // Writes master-tiles.wsv, target-tiles.wsv, master-fandeck.wsv and target-fandeck.wsv into dir
 // (created when missing) and returns their paths in that order. Throws IoError.
 std::vector<std::filesystem::path> WriteDemoData(const std::filesystem::path& dir,

@@ -1,5 +1,7 @@
 #include "files/ProfileCorrector.h"
 
+#include "engine/CorrectionFormulas.h"
+
 namespace tintara {
 
 void ProfileCorrector::ReadCoefficientFile(const std::filesystem::path& file) {
@@ -18,7 +20,6 @@ void ProfileCorrector::BuildPlan(const CoefficientBank& bank, Plan& plan) {
         const int q = p == 0 ? 1 : p;  // 360 nm borrows the coefficients of 370 nm
         plan.offset[p] = bank.Offset[q];
         plan.gain[p] = bank.Gain[q];
-        plan.oneMinusGain[p] = 1.0 - bank.Gain[q];
         plan.reflectance[p] = bank.GainTileReflectance[q];
         for (int j = 0; j < 4; ++j)
             plan.level[p][j] = bank.Levels[q][j + 1];
@@ -34,32 +35,15 @@ void ProfileCorrector::Correct(Geometry geometry, const double* in, double* out)
     const Plan& plan = m_plans[static_cast<int>(geometry)];
     double linear[kPointCount];
     for (int p = 0; p < kPointCount; ++p) {
-        const double x = in[p] + plan.offset[p];
-        const double g = plan.gain[p];
-        const double s = (1.0 + plan.oneMinusGain[p] * (1.0 - x / plan.reflectance[p])) * g * x;
-        const auto& t = plan.level[p];
-        int segment;
-        if (s < t[0]) {
-            segment = 0;
-        } else if (s < t[1]) {
-            segment = 1;
-        } else if (s < t[2]) {
-            segment = 2;
-        } else if (s < t[3]) {
-            segment = 3;
-        } else {
-            segment = 4;
-        }
-        const double slope = plan.slope[p][segment];
-        linear[p] = slope != 0.0 ? (s - plan.intercept[p][segment]) / slope : s;
+        const double x = OffsetCorrected(in[p], plan.offset[p]);
+        const double s = GainCorrected(x, plan.gain[p], plan.reflectance[p]);
+        const int segment = LinearitySegment(s, plan.level[p].data(), 4);
+        linear[p] = LinearityCorrected(s, plan.slope[p][segment], plan.intercept[p][segment]);
     }
-    const auto& w = plan.weight;
-    out[0] = w[0][1] * linear[0] + w[0][2] * linear[1];
-    for (int p = 1; p < kPointCount - 1; ++p) {
-        out[p] = w[p][0] * linear[p - 1] + w[p][1] * linear[p] + w[p][2] * linear[p + 1];
-    }
-    out[kPointCount - 1] = w[kPointCount - 1][0] * linear[kPointCount - 2] +
-                           w[kPointCount - 1][1] * linear[kPointCount - 1];
+    out[0] = ThreePointValue(linear, plan.weight[0], 0);
+    for (int p = 1; p < kPointCount - 1; ++p)
+        out[p] = ThreePointInterior(linear, plan.weight[p], p);
+    out[kPointCount - 1] = ThreePointValue(linear, plan.weight[kPointCount - 1], kPointCount - 1);
 }
 
 }  // namespace tintara

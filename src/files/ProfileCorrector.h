@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <span>
 
+#include "engine/CorrectionFormulas.h"
 #include "files/CCFReadWrite.h"
 #include "workspace/GlobalVariables.h"
 
@@ -53,11 +54,11 @@ class ProfileCorrector {
   private:
     // One bank laid out per point (0..39, point 0 a copy of point 1) in the order Correct uses it.
     struct Plan {
-        std::array<double, kPointCount> offset{}, gain{}, oneMinusGain{}, reflectance{};
+        std::array<double, kPointCount> offset{}, gain{}, reflectance{};
         std::array<std::array<double, 4>, kPointCount> level{};      // T1..T4
         std::array<std::array<double, 5>, kPointCount> slope{};      // segments 1..5
         std::array<std::array<double, 5>, kPointCount> intercept{};  // segments 1..5
-        std::array<std::array<double, 3>, kPointCount> weight{};
+        std::array<WavelengthWeights, kPointCount> weight{};
     };
     static void BuildPlan(const CoefficientBank& bank, Plan& plan);
 

@@ -36,7 +36,7 @@ namespace {
 
 constexpr const char* kWindowCaption = "Tintara Profiler";
 constexpr const char* kBackgroundPicture = "Profiler_Background.jpg";
-// The grid sits this far below the top of the area under the menu bar.
+// The three buttons under the grid, in pixels.
 constexpr int kButtonHeight = 28;
 constexpr int kButtonWidth = 130;
 constexpr int kButtonGap = 12;
@@ -210,20 +210,17 @@ void Profiler::BuildStatusBars() {
     m_fileBar->setObjectName(QStringLiteral("FileStatusBar"));
     m_fileBar->setSizeGripEnabled(false);
     // Equal stretch: a third of the width per file panel, a half per instrument panel.
-    for (std::size_t i = 0; i < m_instrumentPanels.size(); ++i) {
-        m_instrumentPanels[i] = new QLabel(m_instrumentBar);
-        m_instrumentPanels[i]->setObjectName(QStringLiteral("InstrumentPanel%1").arg(i + 1));
-        m_instrumentPanels[i]->setFrameShape(QFrame::StyledPanel);
-        m_instrumentPanels[i]->setMinimumWidth(40);
-        m_instrumentBar->addPermanentWidget(m_instrumentPanels[i], 1);
-    }
-    for (std::size_t i = 0; i < m_filePanels.size(); ++i) {
-        m_filePanels[i] = new QLabel(m_fileBar);
-        m_filePanels[i]->setObjectName(QStringLiteral("FilePanel%1").arg(i + 1));
-        m_filePanels[i]->setFrameShape(QFrame::StyledPanel);
-        m_filePanels[i]->setMinimumWidth(40);
-        m_fileBar->addPermanentWidget(m_filePanels[i], 1);
-    }
+    const auto addPanels = [](QStatusBar* bar, auto& panels, const QString& name) {
+        for (std::size_t i = 0; i < panels.size(); ++i) {
+            panels[i] = new QLabel(bar);
+            panels[i]->setObjectName(name.arg(i + 1));
+            panels[i]->setFrameShape(QFrame::StyledPanel);
+            panels[i]->setMinimumWidth(40);
+            bar->addPermanentWidget(panels[i], 1);
+        }
+    };
+    addPanels(m_instrumentBar, m_instrumentPanels, QStringLiteral("InstrumentPanel%1"));
+    addPanels(m_fileBar, m_filePanels, QStringLiteral("FilePanel%1"));
     m_statusProgress = new QProgressBar(m_fileBar);
     m_statusProgress->setObjectName(QStringLiteral("StatusProgress"));
     m_statusProgress->setMaximumWidth(180);

@@ -229,10 +229,4 @@ void SpectralPlots::HideTileDifferences() {
     m_deView->hide();
 }
 
-void SpectralPlots::Clear() {
-    ClearChart(m_curveChart);
-    m_curveChart->setTitle(tr("Reflectance"));
-    HideTileDifferences();
-}
-
 }  // namespace tintara::gui

@@ -38,7 +38,6 @@ class SpectralPlots : public QWidget {
     // tiles.
     void ShowTileDifferences(const GlobalVariables& ws);
     void HideTileDifferences();
-    void Clear();
 
     QChart* CurveChart() const { return m_curveChart; }
     QChart* DifferenceChart() const { return m_deChart; }

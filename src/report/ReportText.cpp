@@ -13,8 +13,9 @@
 
 #include "workspace/Error.h"
 #include "workspace/NumberFormat.h"
-#include "workspace/WriteFile.h"
+#include "workspace/StatusCode.h"
 #include "workspace/Utf8Text.h"
+#include "workspace/WriteFile.h"
 
 namespace tintara {
 
@@ -105,10 +106,10 @@ InstrumentIdentification TargetIdentification(const GlobalVariables& ws) {
 
 InstrumentIdentification FandeckIdentification(const GlobalVariables::FandeckIdentity& deck,
                                                bool sci, const CertificateHeader& header) {
-    InstrumentIdentification id{deck.Type,    deck.Status,   deck.Serial, deck.Company,
+    InstrumentIdentification id{deck.Type,     deck.Status,  deck.Serial, deck.Company,
                                 deck.Operator, deck.TileSet, ""};
-    if (id.Status.size() >= 3 && id.Status[2] == 'B')
-        id.Status[2] = sci ? 'I' : 'E';
+    if (StatusCode(id.Status).HoldsBoth())
+        StatusCode::SetGeometry(id.Status, sci ? StatusCode::kIncluded : StatusCode::kExcluded);
     if (!header.Company.empty())
         id.Company = header.Company;
     if (!header.Operator.empty())
@@ -118,8 +119,9 @@ InstrumentIdentification FandeckIdentification(const GlobalVariables::FandeckIde
     std::error_code ec;
     const auto written = std::filesystem::last_write_time(deck.File, ec);
     if (!ec) {
-        id.LastUpdated = ShortDate(std::chrono::time_point_cast<std::chrono::system_clock::duration>(
-            std::chrono::file_clock::to_sys(written)));
+        id.LastUpdated =
+            ShortDate(std::chrono::time_point_cast<std::chrono::system_clock::duration>(
+                std::chrono::file_clock::to_sys(written)));
     }
     return id;
 }

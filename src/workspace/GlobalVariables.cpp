@@ -1,5 +1,7 @@
 #include "workspace/GlobalVariables.h"
 
+#include "workspace/StatusCode.h"
+
 namespace tintara {
 
 std::optional<ReferenceTiles> ReferenceTilesFor(int tileCount) {
@@ -73,8 +75,8 @@ void GlobalVariables::InitializeVariables() {
     LinearityCoefficients.fill(1.0);
     for (auto& weights : WavelengthCoefficients)
         weights = {0.0, 1.0, 0.0};
-    MasterStatus = "XXXXXX";
-    TargetStatus = "XXXXXX";
+    MasterStatus = StatusCode::kReset;
+    TargetStatus = StatusCode::kReset;
 }
 
 }  // namespace tintara

@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <functional>
 
 #include "app/CommandHarness.h"
+#include "files/CCFReadWrite.h"
 #include "files/FandeckCompare.h"
 #include "files/SaveSetLibrary.h"
 #include "workspace/NumberFormat.h"
@@ -63,23 +65,88 @@ TEST(OrdersOfUse, AComparisonAfterAConversionJudgesTheFandecksNowLoaded) {
               h.ws.SampleDeltas(n, UncorrectedColumn(Geometry::SCI) + 3));
 }
 
+// Fandecks read by the Performance wizard never stand in for the tile sets: an SCE pair profiles
+// however its loading interleaves with the comparison, and the coefficient file names the tile
+// sets' instruments and status.
 TEST(OrdersOfUse, ASceTilePairProfilesAfterTheFandecksOfAPerformanceRun) {
     const auto& [demo, ccf] = test::SharedDemo();
-    CommandHarness h("order-sce-after-fandecks");
-    test::ProfileIntoCcf(h, demo, h.folder / "sci.ccf", true);
-    PerformanceWizard(h, demo.masterFandeck, demo.targetFandeck);
-    EXPECT_EQ(h.Messages(), "");
+    const SaveSetData masterTiles = LoadSaveSet(demo.masterTiles);
+    const SaveSetData targetTiles = LoadSaveSet(demo.targetTiles);
+    std::string sce = masterTiles.Status;
+    sce[2] = 'E';
+    // A one-angle SCI Master fandeck from another instrument; the Target fandeck holds both
+    // geometries. Neither status is the SCE pair's.
+    SaveSetData fandeck = LoadSaveSet(demo.masterFandeck);
+    fandeck.NumAngles = 1;
+    fandeck.Status = "RCIIXX";
+    fandeck.Instrument = 177;
+    for (SaveSetRecord& record : fandeck.Records) {
+        record.Status = fandeck.Status;
+        record.Instrument = fandeck.Instrument;
+        record.Curves[1] = {};
+    }
+    const auto masterFandeck = test::ScratchDir("order-sce-fandecks") / "sci-master-fandeck.wsv";
+    StoreSaveSet(fandeck, masterFandeck);
 
-    h.ui.Files = {demo.masterTiles.string(), demo.targetTiles.string()};
-    h.ui.GeometryAnswers = {false};
-    h.ui.HeaderAnswers = {true};
-    h.commands->Execute(C::MasterInstrumentTileSet);
-    h.commands->Execute(C::TargetInstrumentTileSet);
-    h.commands->Execute(C::GenerateCCF);
-    EXPECT_EQ(h.Messages(), "");
-    EXPECT_TRUE(h.ws.CoefficientsCalculated);
-    EXPECT_EQ(h.ws.MasterStatus.substr(2, 1) + h.ws.TargetStatus.substr(2, 1), "EE");
-    EXPECT_TRUE(h.ws.SCEProfileDate.has_value());
+    const auto loadMaster = [&](CommandHarness& h) {
+        h.ui.Files.push_back(demo.masterTiles.string());
+        h.ui.GeometryAnswers.push_back(false);
+        h.commands->Execute(C::MasterInstrumentTileSet);
+    };
+    const auto loadTarget = [&](CommandHarness& h) {
+        h.ui.Files.push_back(demo.targetTiles.string());
+        h.commands->Execute(C::TargetInstrumentTileSet);
+    };
+    const auto compare = [&](CommandHarness& h) {
+        PerformanceWizard(h, masterFandeck, demo.targetFandeck);
+        EXPECT_EQ(h.Messages(), "");
+        EXPECT_TRUE(h.ws.PerformanceDataReady);
+    };
+    const auto noop = [](CommandHarness&) {};
+    struct Order {
+        const char* name;
+        bool sciRunFirst;  // the profile run before the comparison
+        std::function<void(CommandHarness&)> before, after;
+    };
+    const Order orders[] = {
+        {"the whole SCE pair after the comparison", true, noop,
+         [&](CommandHarness& h) {
+             loadMaster(h);
+             loadTarget(h);
+         }},
+        {"the SCE Master before the comparison, its Target after", true, loadMaster, loadTarget},
+        {"the SCE pair generated again after the comparison", false, noop, noop},
+        {"a new Target after the comparison", false, noop, loadTarget},
+    };
+    for (const Order& order : orders) {
+        SCOPED_TRACE(order.name);
+        CommandHarness h("order-sce-after-fandecks");
+        test::ProfileIntoCcf(h, demo, h.folder / "first.ccf", order.sciRunFirst);
+        ASSERT_EQ(h.Messages(), "");
+        order.before(h);
+        compare(h);
+        order.after(h);
+        h.ui.HeaderAnswers.push_back(true);
+        h.commands->Execute(C::GenerateCCF);
+        EXPECT_EQ(h.Messages(), "");
+        EXPECT_TRUE(h.ws.CoefficientsCalculated);
+        EXPECT_TRUE(h.ws.SCEProfileDate.has_value());
+
+        const auto file = h.folder / "sce.ccf";
+        h.ui.Files.push_back(file.string());
+        h.commands->Execute(C::SaveCoefficients);
+        EXPECT_EQ(h.Messages(), "");
+        if (!std::filesystem::exists(file)) {
+            ADD_FAILURE() << "no coefficient file written";
+            continue;
+        }
+        const CoefficientFileContents saved = ParseCoefficientFile(file);
+        EXPECT_TRUE(saved.SCEPresent);
+        EXPECT_EQ(saved.Master.InstrumentID, masterTiles.Instrument);
+        EXPECT_EQ(saved.Target.InstrumentID, targetTiles.Instrument);
+        EXPECT_EQ(saved.Master.Status, sce);
+        EXPECT_EQ(saved.Target.Status, sce);
+    }
 }
 
 TEST(OrdersOfUse, TheCorrelatedFandeckKeepsTheTargetsNamesAndAnglesWhateverIsOpenedLater) {
@@ -151,7 +218,7 @@ TEST(OrdersOfUse, ARefusedMasterAfterAGoodPairLeavesNothingToGenerateOrSave) {
     h.ui.Files = {(h.folder / "thirty.wsv").string()};
     h.ui.GeometryAnswers = {true};
     h.commands->Execute(C::MasterInstrumentTileSet);
-    // The spec's text, with the reader's reason as the detail text.
+    // The read-failure text, with the reader's reason as the detail text.
     ASSERT_EQ(h.ui.Messages.size(), 1u);
     EXPECT_NE(h.ui.Messages[0].DetailText.find("thirty.wsv: the save set holds 30 records"),
               std::string::npos)

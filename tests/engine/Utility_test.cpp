@@ -10,6 +10,7 @@
 #include "engine/Utility.h"
 #include "engine/WavelengthSearch.h"
 #include "files/DemoData.h"
+#include "support/ExpectThrow.h"
 #include "workspace/Error.h"
 
 namespace tintara {
@@ -173,13 +174,10 @@ TEST(CorrectionPhases, ZeroGainTileIsReportedWithPhaseTileAndWavelength) {
             ws.TargetReflectance(offset, p) = ws.MasterReflectance(offset, p);
         ws.TargetReflectance(ws.GainTile, p) = 0.0;
         Utility utility(ws);
-        try {
-            ProfileSequence(utility);
-            ADD_FAILURE() << "no error at " << c.words[2];
-        } catch (const ComputeError& e) {
-            for (const char* word : c.words)
-                EXPECT_NE(std::string(e.what()).find(word), std::string::npos) << e.what();
-        }
+        const auto what = test::ThrownWhat<ComputeError>([&] { ProfileSequence(utility); });
+        ASSERT_TRUE(what.has_value()) << "no error at " << c.words[2];
+        for (const char* word : c.words)
+            EXPECT_NE(what->find(word), std::string::npos) << *what;
     }
 }
 

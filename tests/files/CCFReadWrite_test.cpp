@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "support/ExpectThrow.h"
 #include "support/TestPaths.h"
 #include "workspace/Error.h"
 #include "workspace/NumberFormat.h"
@@ -158,13 +159,9 @@ TEST(CCFReadWrite, RefusedOrFailedWritesLeaveTheFileUntouched) {
         FillRun(other, false, 1);
         (side == 0 ? other.MasterInstrumentID : other.TargetInstrumentID) = 99;
         const CoefficientBank bankBefore = other.Bank1Data;
-        try {
-            CCFReadWrite(other).WriteCoeficcients(file);
-            ADD_FAILURE() << "no refusal for side " << side;
-        } catch (const Refusal& r) {
-            EXPECT_EQ(r.Title(), "ERROR");
-            EXPECT_EQ(r.Text(), "Incorrect Instruments from file");
-        }
+        EXPECT_THROW_WHAT(CCFReadWrite(other).WriteCoeficcients(file), Refusal,
+                          "ERROR: Incorrect Instruments from file")
+            << "side " << side;
         EXPECT_EQ(test::Slurp(file), before);
         EXPECT_EQ(other.Bank1Data, bankBefore);  // nothing changed in memory either
         EXPECT_FALSE(other.SCECoefficientsPresent);
@@ -234,6 +231,7 @@ TEST(CCFReadWrite, BrokenFilesAreRefusedNamingTheLineAndNothingIsStored) {
     ASSERT_EQ(lines.size(), 1631u);
 
     struct Case {
+        const char* what;
         std::vector<std::string> lines;
         int line;
     };
@@ -245,35 +243,29 @@ TEST(CCFReadWrite, BrokenFilesAreRefusedNamingTheLineAndNothingIsStored) {
     auto extra = lines;
     extra.insert(extra.end(), {"", "extra"});
     const Case cases[] = {
-        {{}, 1},                                                              // empty
-        {std::vector<std::string>(lines.begin(), lines.begin() + 500), 501},  // short
-        {std::vector<std::string>(lines.begin(), lines.end() - 1), 1631},     // one line short
-        {replaced(99, "1.2x"), 100},                                          // non-number
-        {replaced(40, ""), 41},                                               // blank number
-        {replaced(15, "twelve"), 16},                                         // non-integer ID
-        {replaced(7, " 70000 "), 8},  // SYSTEMTIME word out of range
-        {replaced(30, "Yes"), 31},    // bad SCI flag
-        {replaced(31, "true"), 32},   // bad SCE flag
-        {extra, 1633},                // text after the last block
+        {"empty", {}, 1},
+        {"short", std::vector<std::string>(lines.begin(), lines.begin() + 500), 501},
+        {"one line short", std::vector<std::string>(lines.begin(), lines.end() - 1), 1631},
+        {"non-number", replaced(99, "1.2x"), 100},
+        {"blank number", replaced(40, ""), 41},
+        {"non-integer ID", replaced(15, "twelve"), 16},
+        {"SYSTEMTIME word out of range", replaced(7, " 70000 "), 8},
+        {"bad SCI flag", replaced(30, "Yes"), 31},
+        {"bad SCE flag", replaced(31, "true"), 32},
+        {"text after the last block", extra, 1633},
     };
     for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
         GlobalVariables ws;
         ws.Bank1Data.Offset[5] = 42.0;  // must survive a refused read
         std::string joined;
         for (const auto& l : c.lines)
             joined += l + "\r\n";
         std::istringstream in(joined);
-        try {
-            CCFReadWrite(ws).ReadCoefficientsIntoMemory(in, "broken.ccf");
-            ADD_FAILURE() << "line " << c.line << ": accepted";
-        } catch (const ParseError& e) {
-            EXPECT_EQ(e.Line(), c.line) << e.what();
-            EXPECT_NE(std::string(e.what()).find("line " + std::to_string(c.line)),
-                      std::string::npos)
-                << e.what();
-        }
-        EXPECT_EQ(ws.Bank1Data.Offset[5], 42.0) << c.line;
-        EXPECT_FALSE(ws.SCICoefficientsPresent) << c.line;
+        EXPECT_THROW_WHAT(CCFReadWrite(ws).ReadCoefficientsIntoMemory(in, "broken.ccf"), ParseError,
+                          "broken.ccf: line " + std::to_string(c.line) + ": ");
+        EXPECT_EQ(ws.Bank1Data.Offset[5], 42.0);
+        EXPECT_FALSE(ws.SCICoefficientsPresent);
     }
 
     // Blank lines after the end, LF-only line ends and blanks around numbers are all fine.
@@ -433,42 +425,24 @@ TEST(CCFReadWrite, LayoutsNoWriterProducesAreRefusedNamingTheLine) {
         return l;
     };
     // Both real flags over a 20 + 21 layout: the SCE block ends 39 lines early.
-    try {
-        parse(flags("True", "True"));
-        ADD_FAILURE() << "True/True over 1631 lines accepted";
-    } catch (const ParseError& e) {
-        EXPECT_EQ(e.Line(), 1593) << e.what();
-    }
-    try {
-        parse(flags("False", "False"));
-        ADD_FAILURE() << "False/False accepted";
-    } catch (const ParseError& e) {
-        EXPECT_EQ(e.Line(), 32) << e.what();
-    }
+    EXPECT_THROW_WHAT(parse(flags("True", "True")), ParseError, "odd.ccf: line 1593: ");
+    EXPECT_THROW_WHAT(parse(flags("False", "False")), ParseError, "odd.ccf: line 32: ");
     // A bad line is shown short and printable, never as the bytes it holds.
     auto binary = lines;
     binary[100] = std::string(100000, '\x01') + "9";
-    try {
-        parse(binary);
-        ADD_FAILURE() << "binary accepted";
-    } catch (const ParseError& e) {
-        EXPECT_EQ(e.Line(), 101);
-        EXPECT_LT(std::string(e.what()).size(), 200u) << e.what();
-        EXPECT_EQ(std::string(e.what()).find('\x01'), std::string::npos);
-    }
+    const auto what = test::ThrownWhat<ParseError>([&] { parse(binary); });
+    ASSERT_TRUE(what.has_value()) << "binary accepted";
+    EXPECT_NE(what->find("odd.ccf: line 101: "), std::string::npos) << *what;
+    EXPECT_LT(what->size(), 200u) << *what;
+    EXPECT_EQ(what->find('\x01'), std::string::npos);
     const auto dir = test::ScratchDir("NoLayoutFiles");
     fs::create_directory(dir / "folder.ccf");
     std::ofstream(dir / "empty.ccf");
     for (const auto& [name, fragment] :
          {std::pair<const char*, const char*>{"folder.ccf", "is a directory"},
           {"empty.ccf", "empty file"}}) {
-        try {
-            ParseCoefficientFile(dir / name);
-            ADD_FAILURE() << name;
-        } catch (const Error& e) {
-            EXPECT_NE(std::string(e.what()).find(fragment), std::string::npos) << e.what();
-            EXPECT_NE(std::string(e.what()).find(name), std::string::npos) << e.what();
-        }
+        EXPECT_THROW_WHAT(ParseCoefficientFile(dir / name), Error, fragment);
+        EXPECT_THROW_WHAT(ParseCoefficientFile(dir / name), Error, name);
     }
 }
 

@@ -6,6 +6,7 @@
 #include <random>
 #include <sstream>
 
+#include "support/ExpectThrow.h"
 #include "workspace/Error.h"
 
 namespace tintara {
@@ -169,13 +170,10 @@ TEST(CxfImport, DamagedOrForeignFilesAreRefusedInPlainWords) {
         {noStart, "does not say at which wavelength it starts"},
     };
     for (const Case& c : cases) {
-        try {
-            Import(c.text);
-            ADD_FAILURE() << "no error for " << c.said;
-        } catch (const ParseError& e) {
-            EXPECT_EQ(e.Source(), "test.cxf");
-            EXPECT_NE(e.Reason().find(c.said), std::string::npos) << e.what();
-        }
+        const auto what = test::ThrownWhat<ParseError>([&] { Import(c.text); });
+        ASSERT_TRUE(what.has_value()) << "no error for " << c.said;
+        EXPECT_EQ(what->rfind("test.cxf: ", 0), 0u) << *what;
+        EXPECT_NE(what->find(c.said), std::string::npos) << *what;
     }
 }
 
