@@ -10,6 +10,7 @@
 #include "engine/ColorMatch.h"
 #include "files/Cxf.h"
 #include "files/SaveSetFile.h"
+#include "support/ExpectThrow.h"
 #include "support/TestPaths.h"
 #include "workspace/Error.h"
 
@@ -194,20 +195,11 @@ TEST(Interchange, SaveSetFilesStreamToAndFromMeasurementFilesAsTheWholeSetWould)
         f.seekp(static_cast<std::streamoff>(std::filesystem::file_size(damaged) - 700));
         f << std::string(300, 'Z');
     }
-    std::string loadMessage;
-    try {
-        LoadSaveSet(damaged);
-    } catch (const Error& e) {
-        loadMessage = e.what();
-    }
-    ASSERT_FALSE(loadMessage.empty());
+    const auto loadMessage = test::ThrownWhat<Error>([&] { LoadSaveSet(damaged); });
+    ASSERT_TRUE(loadMessage);
     const std::string earlier = test::Slurp(dir / "set.txt");
-    try {
-        ExportSaveSet(damaged, dir / "set.txt");
-        ADD_FAILURE() << "a damaged save set was exported";
-    } catch (const Error& e) {
-        EXPECT_EQ(e.what(), loadMessage);
-    }
+    EXPECT_EQ(test::ThrownWhat<Error>([&] { ExportSaveSet(damaged, dir / "set.txt"); }),
+              loadMessage);
     EXPECT_EQ(test::Slurp(dir / "set.txt"), earlier);
     std::ofstream(dir / "bad.txt") << "CGATS.17\nBEGIN_DATA_FORMAT\nSAMPLE_ID SPECTRAL_NM380 "
                                       "SPECTRAL_NM390\nEND_DATA_FORMAT\nBEGIN_DATA\n1 2 3\n2 x "

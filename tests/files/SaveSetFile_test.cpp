@@ -14,6 +14,7 @@
 #include <limits>
 #include <stdexcept>
 
+#include "support/ExpectThrow.h"
 #include "support/TestPaths.h"
 #include "workspace/Error.h"
 
@@ -280,13 +281,9 @@ TEST(SaveSetReader, GivesWhatTheWholeFileReadGivesAndAnyRecordByItself) {
         EXPECT_FALSE(reader.Next(rec));
         EXPECT_FALSE(reader.Next(rec));
         for (int64_t outside : {int64_t{-1}, int64_t{300}}) {
-            try {
-                reader.Read(outside, rec);
-                ADD_FAILURE() << "read record " << outside;
-            } catch (const Error& e) {
-                EXPECT_NE(std::string(e.what()).find("does not exist"), std::string::npos);
-                EXPECT_NE(std::string(e.what()).find(file.string()), std::string::npos);
-            }
+            EXPECT_THROW_WHAT(
+                reader.Read(outside, rec), Error,
+                file.string() + ": record " + std::to_string(outside) + " does not exist");
         }
     }
 
@@ -302,12 +299,7 @@ TEST(SaveSetReader, GivesWhatTheWholeFileReadGivesAndAnyRecordByItself) {
     const std::pair<int64_t, const char*> damaged[] = {{2, "record 2 does not match its checksum"},
                                                        {4, "record 4 is missing"}};
     for (const auto& [ordinal, fragment] : damaged) {
-        try {
-            reader.Read(ordinal, rec);
-            ADD_FAILURE() << "read record " << ordinal;
-        } catch (const ParseError& e) {
-            EXPECT_NE(std::string(e.what()).find(fragment), std::string::npos) << e.what();
-        }
+        EXPECT_THROW_WHAT(reader.Read(ordinal, rec), ParseError, fragment);
     }
 
     // A kept fuzz finding numbers a record far beyond what the file can hold.
@@ -341,14 +333,10 @@ TEST(SaveSetStorage, StreamedSaveKeepsTheEarlierFileWhenItIsAbandoned) {
             d, source(10, [](SaveSetRecord&) { throw std::runtime_error("the source broke"); }),
             file),
         std::runtime_error);
-    try {
+    EXPECT_THROW_WHAT(
         StoreSaveSet(d, source(7, [](SaveSetRecord& rec) { rec.Curves[0][3] = std::nan(""); }),
-                     file);
-        ADD_FAILURE() << "a NaN was written";
-    } catch (const Error& e) {
-        EXPECT_NE(std::string(e.what()).find("record 7 (\"Tile 7\")"), std::string::npos)
-            << e.what();
-    }
+                     file),
+        Error, "record 7 (\"Tile 7\")");
     SaveSetData wrongHeader = d;
     wrongHeader.NumAngles = 3;
     EXPECT_THROW(StoreSaveSet(wrongHeader, source(-1, {}), file), Error);
