@@ -3,7 +3,8 @@
 # generated two-angle fandeck pair: convert, compare with report and certificate, export, import.
 # Usage: bench/measure-memory.sh [RECORDS...]      (default 100000 300000)
 # Environment: BUILD=build dir (default build), TINTARA=the tintara to measure (default
-# $BUILD/tintara), KEEP=1 keeps the generated files in the work folder.
+# $BUILD/tintara), KEEP=1 keeps the generated files in the work folder, WORKFLOWS=the ones to run
+# (default "convert compare export import"; import reads what export wrote, so it needs export).
 # Prints one line per workflow: records, workflow, max RSS in MB, user+system CPU in s, wall in s.
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
@@ -33,14 +34,15 @@ measure() {
 echo "  records  workflow     max RSS        CPU          wall   (load: $(cut -d' ' -f1-3 /proc/loadavg))"
 sizes=("$@")
 [ ${#sizes[@]} -gt 0 ] || sizes=(100000 300000)
+run() { [[ " ${WORKFLOWS:-convert compare export import} " == *" $1 "* ]]; }
 for records in "${sizes[@]}"; do
     dir=$work/$records
     "$make" "$dir" "$records" >/dev/null
     m=$dir/master-$records.wsv t=$dir/target-$records.wsv ccf=$dir/demo.ccf
-    measure "$records" convert "$tintara" convert --ccf "$ccf" --in "$t" --out "$dir/out.wsv"
-    measure "$records" compare "$tintara" compare --master "$m" --target "$t" --ccf "$ccf" \
+    run convert && measure "$records" convert "$tintara" convert --ccf "$ccf" --in "$t" --out "$dir/out.wsv"
+    run compare && measure "$records" compare "$tintara" compare --master "$m" --target "$t" --ccf "$ccf" \
         --report "$dir/CompareReport.txt" --certificate "$dir/certificate.pdf"
-    measure "$records" export "$tintara" export "$t" -o "$dir/target.txt"
-    measure "$records" import "$tintara" import "$dir/target.txt" -o "$dir/imported.wsv"
+    run export && measure "$records" export "$tintara" export "$t" -o "$dir/target.txt"
+    run import && measure "$records" import "$tintara" import "$dir/target.txt" -o "$dir/imported.wsv"
     [ "${KEEP:-0}" = 1 ] || rm -rf "$dir"
 done
