@@ -5,7 +5,7 @@
 #include <fstream>
 
 #include "app/CommandHarness.h"
-#include "files/FandeckCompare.h"
+#include "app/FandeckCompare.h"
 #include "files/SaveSetLibrary.h"
 #include "workspace/NumberFormat.h"
 
