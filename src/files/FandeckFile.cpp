@@ -89,6 +89,21 @@ void FandeckRecords::Read(int64_t ordinal, SaveSetRecord& record) {
     Trim(record);
 }
 
+void NoteSecondPosition(GlobalVariables::FandeckIdentity& identity, const SaveSetRecord& record,
+                        int64_t ordinal) {
+    if (identity.FirstSecondPositionRecord < 0 &&
+        std::any_of(record.Curves[1].begin(), record.Curves[1].end(),
+                    [](double v) { return v != 0.0; })) {
+        identity.FirstSecondPositionRecord = ordinal;
+    }
+}
+
+void ReadThrough(GlobalVariables::FandeckIdentity& identity, FandeckRecords& records) {
+    SaveSetRecord record;
+    for (int64_t r = 0; records.Next(record); ++r)
+        NoteSecondPosition(identity, record, r);
+}
+
 // ---- a comparison in step -----------------------------------------------------------------------
 
 ComparisonReader::ComparisonReader(const GlobalVariables& ws, const FandeckPairing& pairing)

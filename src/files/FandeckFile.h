@@ -44,6 +44,14 @@ class FandeckRecords {
     int16_t m_angles = 1;
 };
 
+// Notes in the identity that record `ordinal` (as FandeckRecords reads it) uses the second angle
+// position, when it is the first to.
+void NoteSecondPosition(GlobalVariables::FandeckIdentity& identity, const SaveSetRecord& record,
+                        int64_t ordinal);
+// Reads every record of `records` from where it stands, noting the second position's first use;
+// a damaged record throws as Next does.
+void ReadThrough(GlobalVariables::FandeckIdentity& identity, FandeckRecords& records);
+
 // The samples of the comparison in the workspace read in step from the Master fandeck, the Target
 // fandeck and, when the pairing says the conversion belongs to them, the converted save set; the
 // corrected curves are the Target's otherwise. The files are refused when they have changed

@@ -1,6 +1,5 @@
 #include "files/RWSaveSet.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <ctime>
 #include <fstream>
@@ -241,11 +240,9 @@ bool RWSaveSet::ReadTargetFandeck() {
     return ReadFandeck(m_ws.TargetSaveSetFile, false);
 }
 
-GlobalVariables::FandeckIdentity RWSaveSet::FandeckIdentityOf(const std::string& file,
-                                                              FandeckRecords& records) {
+void RWSaveSet::ReadFandeckIdentity(GlobalVariables::FandeckIdentity& identity,
+                                    FandeckRecords& records) {
     const SaveSetData& header = records.Header();
-    GlobalVariables::FandeckIdentity identity;
-    identity.File = file;
     identity.AngleCount = header.NumAngles;
     identity.RecordCount = static_cast<int32_t>(records.RecordCount());
     identity.Company = header.Company;
@@ -266,7 +263,6 @@ GlobalVariables::FandeckIdentity RWSaveSet::FandeckIdentityOf(const std::string&
     RemoveNull(identity.Serial);
     RemoveNull(identity.Operator);
     RemoveNull(identity.TileSet);
-    return identity;
 }
 
 void RWSaveSet::KeepFandeck(GlobalVariables::FandeckIdentity identity, bool IsMaster) {
@@ -295,20 +291,10 @@ bool RWSaveSet::ReadFandeck(const std::string& file, bool IsMaster) {
             m_ws.LastResult = kFalse;
             return false;
         }
-        const auto [size, writeTime] = std::pair(identity.FileSize, identity.FileWriteTime);
-        identity = FandeckIdentityOf(file, records);
-        identity.FileSize = size;
-        identity.FileWriteTime = writeTime;
+        ReadFandeckIdentity(identity, records);
         // Every record once: a damaged one is refused now, as when the curves were held, and the
         // comparison learns whether the second angle position is in use.
-        SaveSetRecord record;
-        for (int64_t r = 0; records.Next(record); ++r) {
-            if (identity.FirstSecondPositionRecord < 0 && records.Angles() >= 2 &&
-                std::any_of(record.Curves[1].begin(), record.Curves[1].end(),
-                            [](double v) { return v != 0.0; })) {
-                identity.FirstSecondPositionRecord = r;
-            }
-        }
+        ReadThrough(identity, records);
         KeepFandeck(std::move(identity), IsMaster);
     } catch (const std::exception& error) {
         m_lastError = error.what();

@@ -108,10 +108,9 @@ class RWSaveSet {
 
   protected:
     bool ReadFandeck(const std::string& file, bool IsMaster);
-    // The identity of an open fandeck from its header and last record (the file stamped, the
-    // second angle position not yet looked at).
-    GlobalVariables::FandeckIdentity FandeckIdentityOf(const std::string& file,
-                                                       FandeckRecords& records);
+    // Fills the identity of an open fandeck (File and stamp already set) from its header and last
+    // record; the second angle position is not looked at yet.
+    void ReadFandeckIdentity(GlobalVariables::FandeckIdentity& identity, FandeckRecords& records);
     // Makes `identity` that side's fandeck: the workspace fields a fandeck read sets.
     void KeepFandeck(GlobalVariables::FandeckIdentity identity, bool IsMaster);
     // Opens the save set and takes its record count; false, with the reason in LastError() and

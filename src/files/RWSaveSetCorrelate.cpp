@@ -63,10 +63,7 @@ int16_t RWSaveSet::ReadFandeckandBuildCorrelatedData(const std::string& file,
             m_lastError = file + ": the save set holds no records";
             return kCorrelationUnreadable;
         }
-        const GlobalVariables::FandeckIdentity stamp = fandeck;
-        fandeck = FandeckIdentityOf(file, *fandeckRecords);
-        fandeck.FileSize = stamp.FileSize;
-        fandeck.FileWriteTime = stamp.FileWriteTime;
+        ReadFandeckIdentity(fandeck, *fandeckRecords);
     } catch (const std::exception& e) {
         m_ws.LastResult = kFalse;
         m_lastError = e.what();
@@ -91,14 +88,7 @@ int16_t RWSaveSet::ReadFandeckandBuildCorrelatedData(const std::string& file,
         }
         // Not converted, but read: it is the Target fandeck now, as any fandeck read.
         try {
-            SaveSetRecord record;
-            for (int64_t r = 0; fandeckRecords->Next(record); ++r) {
-                if (fandeck.FirstSecondPositionRecord < 0 && fandeckRecords->Angles() >= 2 &&
-                    std::any_of(record.Curves[1].begin(), record.Curves[1].end(),
-                                [](double v) { return v != 0.0; })) {
-                    fandeck.FirstSecondPositionRecord = r;
-                }
-            }
+            ReadThrough(fandeck, *fandeckRecords);
         } catch (const std::exception& e) {
             m_lastError = e.what();
             return kCorrelationUnreadable;
@@ -164,11 +154,7 @@ int16_t RWSaveSet::ReadFandeckandBuildCorrelatedData(const std::string& file,
     const SaveSetRecordSource correct = [&](SaveSetRecord& out) {
         if (!fandeckRecords->Next(in))
             return false;
-        if (fandeck.FirstSecondPositionRecord < 0 && fandeckRecords->Angles() >= 2 &&
-            std::any_of(in.Curves[1].begin(), in.Curves[1].end(),
-                        [](double v) { return v != 0.0; })) {
-            fandeck.FirstSecondPositionRecord = static_cast<int64_t>(r);
-        }
+        NoteSecondPosition(fandeck, in, static_cast<int64_t>(r));
         for (std::size_t a = 0; a < kMaxAngles; ++a) {
             const double* curve = in.Curves[a].data();
             double* result = out.Curves[a].data();
