@@ -9,7 +9,6 @@
 #include "cli/Args.h"
 #include "cli/Commands.h"
 #include "files/Interchange.h"
-#include "files/SaveSetLibrary.h"
 #include "workspace/Error.h"
 
 namespace tintara::cli {
@@ -35,12 +34,12 @@ int RunExport(const Arguments& arguments, CommandContext& context) {
     const std::filesystem::path in = args.Positionals()[0];
     const std::filesystem::path out = args.Required("-o");
 
-    const SaveSetData data = LoadSaveSet(in);
     ExportOptions options;
     options.Created = Now();
-    ExportMeasurements(data, out, options);
+    const SaveSetSummary written = ExportSaveSet(in, out, options);
+    const SaveSetData& data = written.Header;
     const bool cxf = FormatForExport(out) == MeasurementFormat::Cxf;
-    context.out << "Wrote " << out.string() << ": " << data.Records.size()
+    context.out << "Wrote " << out.string() << ": " << written.Records
                 << (cxf ? " records as CxF3, ReflectanceSpectrum 360-750 nm by 10 nm (0-1)"
                         : " records, SPECTRAL_NM360 .. SPECTRAL_NM750 in percent");
     if (data.NumAngles == 2) {

@@ -7,7 +7,6 @@
 #include "cli/Args.h"
 #include "cli/Commands.h"
 #include "files/Interchange.h"
-#include "files/SaveSetLibrary.h"
 #include "workspace/Error.h"
 #include "workspace/GlobalVariables.h"
 #include "workspace/MakeSensorList.h"
@@ -45,7 +44,8 @@ int RunImport(const Arguments& arguments, CommandContext& context) {
 
     // Nothing is written unless the whole file imports.
     ImportReport report;
-    const SaveSetData data = ImportMeasurements(in, options, &report);
+    const SaveSetSummary saved = ImportMeasurements(in, out, options, &report);
+    const SaveSetData& data = saved.Header;
     context.out << "Read " << in.string() << "\n";
     for (const std::string& line : report.Lines()) {
         context.out << "  " << line << "\n";
@@ -56,9 +56,7 @@ int RunImport(const Arguments& arguments, CommandContext& context) {
                 << catalogue.FindInstrument(data.Instrument) << "\n";
     context.out << "  Status: " << data.Status << "\n";
     context.out << "  Company: " << data.Company << "\n";
-
-    StoreSaveSet(data, out);
-    context.out << "Wrote " << out.string() << ": " << data.Records.size() << " records, "
+    context.out << "Wrote " << out.string() << ": " << saved.Records << " records, "
                 << data.NumAngles << (data.NumAngles == 1 ? " angle position" : " angle positions")
                 << "\n";
     return 0;

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <iosfwd>
 #include <optional>
 #include <string>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "files/SaveSetData.h"
+#include "files/SaveSetFile.h"
 
 namespace tintara {
 
@@ -70,6 +72,19 @@ SaveSetData ImportCgats(std::istream& in, const std::string& sourceName,
 SaveSetData ImportCgats(const std::filesystem::path& file, const ImportOptions& options = {},
                         ImportReport* report = nullptr);
 
+// Receives what an import read: the save set's header fields (Records empty) and its records, one
+// per call of `next`, in file order. Called once, when everything before the values has been
+// checked; a fault in a row throws from `next`.
+using ImportSink = std::function<void(const SaveSetData& header, const SaveSetRecordSource& next)>;
+
+// ImportCgats for a file of any size: the text is read from `in` piece by piece (the structure
+// first, then the rows; twice when the scale must be judged from the values), never held whole,
+// and the records go to `sink` one by one. `in` must be able to seek (a stream that cannot is
+// read into memory first). Same results, refusals and messages as the whole-file ImportCgats,
+// which is this with a sink that keeps every record; `report` is filled once `sink` returns.
+void ImportCgats(std::istream& in, const std::string& sourceName, const ImportSink& sink,
+                 const ImportOptions& options = {}, ImportReport* report = nullptr);
+
 // The wavelength a spectral field name stands for, or nothing when the name is not spectral.
 std::optional<double> SpectralFieldWavelength(std::string_view field);
 
@@ -108,6 +123,17 @@ struct ExportOptions {
 // (TINTARA_ANGLE "1"), which ImportCgats reads back as that position and readers of one table
 // ignore. Company, status and instrument travel as TINTARA_* keywords.
 void ExportCgats(const SaveSetData& data, std::ostream& out, const ExportOptions& options = {});
+
+// Hands the records of a save set to `visit` one by one in file order; an export calls it once for
+// every pass over the records it makes (a CGATS export of two angle positions makes two).
+using SaveSetWalk = std::function<void(const std::function<void(const SaveSetRecord&)>& visit)>;
+// The walk over a save set in memory.
+SaveSetWalk WalkOf(const SaveSetData& data);
+
+// ExportCgats for a save set of any size: the header fields of `header` (its Records are ignored),
+// `recordCount` records, which `walk` supplies as the tables are written.
+void ExportCgats(const SaveSetData& header, int64_t recordCount, const SaveSetWalk& walk,
+                 std::ostream& out, const ExportOptions& options = {});
 // Writes through a temporary file in the same folder renamed over the target, so a failed export
 // never destroys an earlier file. Throws IoError.
 void ExportCgats(const SaveSetData& data, const std::filesystem::path& file,

@@ -25,6 +25,8 @@ constexpr const char* kOurNamespace = "urn:tintara-profiler:save-set";
 // CxF3's element for a measurement condition, and the collection of them.
 constexpr const char* kCondition = "ColorSpecification";
 constexpr const char* kConditions = "ColorSpecificationCollection";
+constexpr const char* kIndent = "  ";
+constexpr const char* kObjectsMarker = "tintara:objects";
 
 // An element's name without its namespace prefix ("cc:Object" -> "Object").
 std::string_view LocalName(const pugi::xml_node& node) {
@@ -355,7 +357,8 @@ SaveSetData ImportCxf(const std::filesystem::path& file, const ImportOptions& op
     return ImportCxf(in, file.string(), options, report);
 }
 
-void ExportCxf(const SaveSetData& data, std::ostream& out, const ExportOptions& options) {
+void ExportCxf(const SaveSetData& data, int64_t recordCount, const SaveSetWalk& walk,
+               std::ostream& out, const ExportOptions& options) {
     pugi::xml_document doc;
     pugi::xml_node decl = doc.append_child(pugi::node_declaration);
     decl.append_attribute("version") = "1.0";
@@ -380,30 +383,10 @@ void ExportCxf(const SaveSetData& data, std::ostream& out, const ExportOptions& 
 
     pugi::xml_node resources = cxf.append_child("cc:Resources");
     pugi::xml_node collection = resources.append_child("cc:ObjectCollection");
-    std::string values;
-    for (std::size_t r = 0; r < data.Records.size(); ++r) {
-        const SaveSetRecord& rec = data.Records[r];
-        pugi::xml_node object = collection.append_child("cc:Object");
-        object.append_attribute("ObjectType") = "Standard";
-        object.append_attribute("Name") = Clean(rec.Name).c_str();
-        object.append_attribute("Id") = std::to_string(r + 1).c_str();
-        pugi::xml_node colourValues = object.append_child("cc:ColorValues");
-        for (int a = 0; a < angles; ++a) {
-            values.clear();
-            for (const double v : rec.Curves[a]) {
-                if (!std::isfinite(v)) {
-                    throw ComputeError("record " + std::to_string(r + 1) + " (" + rec.Name +
-                                       ") holds a value that is not a number");
-                }
-                if (!values.empty())
-                    values += ' ';
-                values += FormatDecimal(v, -2);
-            }
-            pugi::xml_node spectrum = colourValues.append_child("cc:ReflectanceSpectrum");
-            spectrum.append_attribute(kCondition) = conditionId(a).c_str();
-            spectrum.text() = values.c_str();
-        }
-    }
+    // The objects are written one by one where this marker stands in the document's text, so the
+    // document never holds more than one of them.
+    if (recordCount > 0)
+        collection.append_child(pugi::node_comment).set_value(kObjectsMarker);
     pugi::xml_node conditions = resources.append_child((std::string("cc:") + kConditions).c_str());
     for (int a = 0; a < angles; ++a) {
         pugi::xml_node condition =
@@ -432,14 +415,58 @@ void ExportCxf(const SaveSetData& data, std::ostream& out, const ExportOptions& 
     ours.append_attribute("Company") = Clean(data.Company).c_str();
     ours.append_attribute("Status") = Clean(data.Status).c_str();
     ours.append_attribute("Instrument") = std::to_string(data.Instrument).c_str();
-    doc.save(out, "  ", pugi::format_default, pugi::encoding_utf8);
+    std::ostringstream skeletonText;
+    doc.save(skeletonText, kIndent, pugi::format_default, pugi::encoding_utf8);
+    const std::string skeleton = skeletonText.str();
+    const std::string marker = std::string("<!--") + kObjectsMarker + "-->";
+    const std::size_t at = skeleton.find(marker);
+    if (at == std::string::npos) {
+        out << skeleton;
+        return;
+    }
+    const std::size_t lineStart = skeleton.rfind('\n', at) + 1;
+    const std::size_t lineEnd = skeleton.find('\n', at) + 1;
+    out.write(skeleton.data(), static_cast<std::streamsize>(lineStart));
+
+    pugi::xml_document scratch;
+    std::string values;
+    int64_t r = 0;
+    walk([&](const SaveSetRecord& rec) {
+        scratch.reset();
+        pugi::xml_node object = scratch.append_child("cc:Object");
+        object.append_attribute("ObjectType") = "Standard";
+        object.append_attribute("Name") = Clean(rec.Name).c_str();
+        object.append_attribute("Id") = std::to_string(r + 1).c_str();
+        pugi::xml_node colourValues = object.append_child("cc:ColorValues");
+        for (int a = 0; a < angles; ++a) {
+            values.clear();
+            for (const double v : rec.Curves[a]) {
+                if (!std::isfinite(v)) {
+                    throw ComputeError("record " + std::to_string(r + 1) + " (" + rec.Name +
+                                       ") holds a value that is not a number");
+                }
+                if (!values.empty())
+                    values += ' ';
+                values += FormatDecimal(v, -2);
+            }
+            pugi::xml_node spectrum = colourValues.append_child("cc:ReflectanceSpectrum");
+            spectrum.append_attribute(kCondition) = conditionId(a).c_str();
+            spectrum.text() = values.c_str();
+        }
+        // cc:CxF > cc:Resources > cc:ObjectCollection > cc:Object
+        object.print(out, kIndent, pugi::format_default, pugi::encoding_utf8, 3);
+        ++r;
+    });
+    out.write(skeleton.data() + lineEnd, static_cast<std::streamsize>(skeleton.size() - lineEnd));
+}
+
+void ExportCxf(const SaveSetData& data, std::ostream& out, const ExportOptions& options) {
+    ExportCxf(data, static_cast<int64_t>(data.Records.size()), WalkOf(data), out, options);
 }
 
 void ExportCxf(const SaveSetData& data, const std::filesystem::path& file,
                const ExportOptions& options) {
-    std::ostringstream text;
-    ExportCxf(data, text, options);
-    WriteFileAtomically(file, text.str());
+    WriteFileAtomically(file, [&](std::ostream& out) { ExportCxf(data, out, options); });
 }
 
 }  // namespace tintara

@@ -1,6 +1,7 @@
 // CxF3 (ISO 17972-1) interchange: reflectance spectra of named objects to and from save sets.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <iosfwd>
 #include <string>
@@ -30,6 +31,10 @@ SaveSetData ImportCxf(const std::filesystem::path& file, const ImportOptions& op
 // the shortest text that reads back to the same double). Company, status and instrument travel in
 // CustomResources, so ImportCxf gives back the very same save set.
 void ExportCxf(const SaveSetData& data, std::ostream& out, const ExportOptions& options = {});
+// ExportCxf for a save set of any size: the header fields of `header`, `recordCount` records that
+// `walk` supplies; only one object is held at a time.
+void ExportCxf(const SaveSetData& header, int64_t recordCount, const SaveSetWalk& walk,
+               std::ostream& out, const ExportOptions& options = {});
 // Writes through WriteFileAtomically (a failed export never destroys an earlier file).
 void ExportCxf(const SaveSetData& data, const std::filesystem::path& file,
                const ExportOptions& options = {});

@@ -4,10 +4,14 @@
 #include <algorithm>
 #include <cctype>
 #include <fstream>
+#include <functional>
+#include <optional>
 #include <system_error>
 
 #include "files/Cxf.h"
+#include "files/SaveSetFile.h"
 #include "workspace/Error.h"
+#include "workspace/WriteFile.h"
 
 namespace tintara {
 
@@ -52,6 +56,59 @@ void ExportMeasurements(const SaveSetData& data, const std::filesystem::path& fi
         ExportCxf(data, file, options);
     else
         ExportCgats(data, file, options);
+}
+
+SaveSetSummary ImportMeasurements(const std::filesystem::path& file,
+                                  const std::filesystem::path& saveSet,
+                                  const ImportOptions& options, ImportReport* report) {
+    SaveSetSummary summary;
+    if (FormatOfMeasurementFile(file) == MeasurementFormat::Cxf) {
+        SaveSetData data = ImportCxf(file, options, report);
+        StoreSaveSet(data, saveSet);
+        summary.Records = static_cast<int64_t>(data.Records.size());
+        data.Records.clear();
+        summary.Header = std::move(data);
+        return summary;
+    }
+    std::ifstream in = OpenMeasurementFile(file);
+    ImportCgats(
+        in, file.string(),
+        [&](const SaveSetData& header, const SaveSetRecordSource& next) {
+            summary.Header = header;
+            StoreSaveSet(
+                header,
+                [&](SaveSetRecord& rec) {
+                    if (!next(rec))
+                        return false;
+                    ++summary.Records;
+                    return true;
+                },
+                saveSet);
+        },
+        options, report);
+    return summary;
+}
+
+SaveSetSummary ExportSaveSet(const std::filesystem::path& saveSet,
+                             const std::filesystem::path& file, const ExportOptions& options) {
+    // Opened before the target is touched, so a file that is no save set is refused first.
+    std::optional<SaveSetReader> first(std::in_place, saveSet);
+    SaveSetSummary summary{first->Header(), first->RecordCount()};
+    // The first pass reads through the reader opened above; a later one opens its own.
+    const SaveSetWalk walk = [&](const std::function<void(const SaveSetRecord&)>& visit) {
+        SaveSetReader reader = first ? std::move(*first) : SaveSetReader(saveSet);
+        first.reset();
+        SaveSetRecord rec;
+        while (reader.Next(rec))
+            visit(rec);
+    };
+    WriteFileAtomically(file, [&](std::ostream& out) {
+        if (FormatForExport(file) == MeasurementFormat::Cxf)
+            ExportCxf(summary.Header, summary.Records, walk, out, options);
+        else
+            ExportCgats(summary.Header, summary.Records, walk, out, options);
+    });
+    return summary;
 }
 
 }  // namespace tintara

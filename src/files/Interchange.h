@@ -1,6 +1,7 @@
 // Measurement files in and out of save sets: CGATS text or CxF3 XML, one road for every caller.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -27,6 +28,26 @@ SaveSetData ImportMeasurements(const std::filesystem::path& file, const ImportOp
 // Writes the save set as CGATS or CxF3 (by FormatForExport) through WriteFileAtomically.
 void ExportMeasurements(const SaveSetData& data, const std::filesystem::path& file,
                         const ExportOptions& options = {});
+
+// A save set file's header fields (Records empty) and how many records went through.
+struct SaveSetSummary {
+    SaveSetData Header;
+    int64_t Records = 0;
+};
+
+// Imports a measurement file straight into the save set `saveSet` (written atomically: nothing
+// is written unless the whole file imports). A CGATS file streams through in bounded memory; a
+// CxF3 file is read whole (its XML is parsed into a tree).
+SaveSetSummary ImportMeasurements(const std::filesystem::path& file,
+                                  const std::filesystem::path& saveSet,
+                                  const ImportOptions& options = {},
+                                  ImportReport* report = nullptr);
+
+// Exports the save set file `saveSet` as ExportMeasurements does, reading it record by record
+// (once per pass the format needs), so memory stays bounded whatever its size. A save set that
+// cannot be read is refused with LoadSaveSet's message; the target is then left as it was.
+SaveSetSummary ExportSaveSet(const std::filesystem::path& saveSet,
+                             const std::filesystem::path& file, const ExportOptions& options = {});
 
 // Opens a measurement file for reading. Throws IoError naming the file when it is a folder or
 // cannot be opened.

@@ -1,4 +1,4 @@
-// Save sets (*.wsv) on disk and the one-open-file-at-a-time save-set library over them.
+// The one-open-file-at-a-time save-set library (the SS_* operations) over save sets on disk.
 #pragma once
 
 #include <array>
@@ -8,33 +8,9 @@
 #include <vector>
 
 #include "files/SaveSetData.h"
+#include "files/SaveSetFile.h"
 
 namespace tintara {
-
-// ---- storage ------------------------------------------------------------------------------------
-// A save set is an SQLite 3 database: a one-row `header` table, a `records` table with one row per
-// record (0-based `ordinal` = file order) holding one BLOB of 40 little-endian doubles per angle
-// position, `PRAGMA application_id` = kSaveSetApplicationId and `PRAGMA user_version` =
-// kSaveSetFormatVersion. README.md, "Save-set file format", documents the schema.
-
-inline constexpr int32_t kSaveSetApplicationId = 0x54494E54;  // 'TINT'
-inline constexpr int32_t kSaveSetFormatVersion = 1;
-
-// Reads a whole save set. Throws IoError for a file that is missing or cannot be opened, and
-// ParseError (source = the file) for anything that is not a readable save set of this format:
-// another kind of file, another SQLite database, a newer format, a damaged database, a header or
-// record that breaks the schema (for instance a curve that is not 40 finite doubles). Never reads
-// half a file: either every record comes back or an exception does.
-SaveSetData LoadSaveSet(const std::filesystem::path& file);
-
-// Writes a whole save set atomically: the data goes to a temporary file in the target's folder,
-// which is then renamed over the target, so the target is either the old file or the complete new
-// one. Throws IoError (naming the file) when it cannot; the earlier file is then untouched and no
-// temporary file is left behind. Data that the format cannot hold (NumAngles outside 1..2, a
-// non-finite reflectance) is refused with an Error before anything is written.
-void StoreSaveSet(const SaveSetData& data, const std::filesystem::path& file);
-
-// ---- the save-set library -----------------------------------------------------------------------
 
 // The SS_* operations the readers and writers use, over one current save set and one current
 // record. A save set is either opened from a file (SS_Open) or created in memory (SS_New, then the

@@ -219,6 +219,7 @@ class Temporary {
     Temporary& operator=(const Temporary&) = delete;
 
     int Fd() const { return m_fd; }
+    const fs::path& Path() const { return m_path; }
 
     // Gives the new file the permissions (and, where allowed, the owner) of the one it replaces.
     void Adopt(const struct stat& old) {
@@ -261,8 +262,12 @@ bool IsWriteTemporaryName(const std::string& name) {
     return TemporaryOwner(name) > 0;
 }
 
-void WriteFileAtomically(const fs::path& target,
-                         const std::function<void(std::ostream&)>& produce) {
+namespace {
+
+// Everything a replacement does around the writing itself, which `fill` does into the temporary.
+// `byPath`: the producer opens the temporary itself, so its owner must be able to read and write it
+// while it is filled, whatever the permissions it takes over in the end.
+void Replace(const fs::path& target, bool byPath, const std::function<void(Temporary&)>& fill) {
     IgnoreFileSizeSignal();
     if (target.empty())
         throw IoError("Cannot write the file: no file name was given.");
@@ -287,9 +292,30 @@ void WriteFileAtomically(const fs::path& target,
 
     RemoveStaleTemporaries(folder);
     Temporary temp(folder, target);
-    if (exists)
+    // The old permissions come first, so a private file's data is never readable by others.
+    const bool widened = exists && byPath && (old.st_mode & 0600) != 0600;
+    if (exists) {
+        struct stat during = old;
+        if (widened)
+            during.st_mode |= 0600;
+        temp.Adopt(during);
+    }
+    fill(temp);
+    if (widened)
         temp.Adopt(old);
-    {
+    temp.Commit(resolved);
+    SyncFolder(folder);
+}
+
+}  // namespace
+
+void FailWrite(const fs::path& target, int error) {
+    Fail(target, Reason(error));
+}
+
+void WriteFileAtomically(const fs::path& target,
+                         const std::function<void(std::ostream&)>& produce) {
+    Replace(target, false, [&](Temporary& temp) {
         DescriptorBuffer buffer(temp.Fd());
         std::ostream out(&buffer);
         produce(out);
@@ -298,9 +324,12 @@ void WriteFileAtomically(const fs::path& target,
             Fail(target, Reason(buffer.Error()));
         if (!out)
             Fail(target, "the data could not be written");
-    }
-    temp.Commit(resolved);
-    SyncFolder(folder);
+    });
+}
+
+void WriteFileAtomicallyByPath(const fs::path& target,
+                               const std::function<void(const fs::path& temporary)>& produce) {
+    Replace(target, true, [&](Temporary& temp) { produce(temp.Path()); });
 }
 
 void WriteFileAtomically(const fs::path& target, std::string_view bytes) {

@@ -31,6 +31,17 @@ void WriteFileAtomically(const std::filesystem::path& target,
                          const std::function<void(std::ostream&)>& produce);
 void WriteFileAtomically(const std::filesystem::path& target, std::string_view bytes);
 
+// The same replacement for a producer that writes by file name (a database engine opening the
+// file itself): `produce` is handed the path of the temporary, which exists and is empty, writes
+// the complete file there and closes it before returning. The routine cannot see the producer's
+// write errors, so the producer throws for them (FailWrite gives the routine's own message).
+// Everything else above holds as it stands.
+void WriteFileAtomicallyByPath(const std::filesystem::path& target,
+                               const std::function<void(const std::filesystem::path&)>& produce);
+
+// Throws the IoError the routine throws for a write to `target` that failed with errno `error`.
+[[noreturn]] void FailWrite(const std::filesystem::path& target, int error);
+
 // Whether `name` (a bare file name) is one of the temporaries WriteFileAtomically creates.
 bool IsWriteTemporaryName(const std::string& name);
 

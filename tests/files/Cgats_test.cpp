@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <regex>
 #include <sstream>
 
 #include "engine/ColorMatch.h"
@@ -449,13 +450,13 @@ TEST(CgatsImport, MalformedFilesAreRefusedWithTheLineAndReason) {
 
 // ---- export -------------------------------------------------------------------------------------
 
-SaveSetData SampleSet(int angles) {
+SaveSetData SampleSet(int angles, int records = 25) {
     SaveSetData data;
     data.NumAngles = static_cast<int16_t>(angles);
     data.Company = "Ceramic \"Colour\" Lab";
     data.Status = angles == 2 ? "RCBIXX" : "RCIIXX";
     data.Instrument = 179;
-    for (int r = 0; r < 25; ++r) {
+    for (int r = 0; r < records; ++r) {
         SaveSetRecord rec;
         rec.Name = r == 3   ? "Say \"hi\""
                    : r == 4 ? "It's  two spaces "
@@ -514,6 +515,73 @@ TEST(CgatsExport, AFailedExportLeavesTheEarlierFileAlone) {
     EXPECT_EQ(ImportCgats(file).Records[20].Curves[0][5], SampleSet(1).Records[20].Curves[0][5]);
     EXPECT_THROW(ExportCgats(SampleSet(1), dir / "missing" / "set.txt"), IoError);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir), {}), 1);
+}
+
+// A stream buffer that cannot seek, as a pipe's.
+class PipeBuffer : public std::stringbuf {
+  public:
+    using std::stringbuf::stringbuf;
+
+  protected:
+    pos_type seekoff(off_type, std::ios_base::seekdir, std::ios_base::openmode) override {
+        return pos_type(off_type(-1));
+    }
+    pos_type seekpos(pos_type, std::ios_base::openmode) override { return pos_type(off_type(-1)); }
+};
+
+TEST(CgatsImport, ALargeFileReadInPiecesGivesTheSameRecordsWhateverItsLineEndings) {
+    // Two tables of 4000 rows, well over one piece of the reader, so lines and CR LF pairs fall
+    // across the pieces' edges.
+    const SaveSetData original = SampleSet(2, 4000);
+    std::ostringstream out;
+    ExportCgats(original, out);
+    const std::string crlf = out.str();
+    ASSERT_GT(crlf.size(), 2u << 20);
+    const std::string lf = std::regex_replace(crlf, std::regex("\r\n"), "\n");
+    const std::string cr = std::regex_replace(crlf, std::regex("\r\n"), "\r");
+    for (const std::string* text : {&crlf, &lf, &cr}) {
+        SCOPED_TRACE(text == &crlf ? "CR LF" : text == &lf ? "LF" : "CR");
+        EXPECT_EQ(Import(*text), original);
+    }
+    // A stream that cannot seek is read whole first; the records come through the sink one by
+    // one all the same.
+    PipeBuffer pipe(crlf);
+    std::istream in(&pipe);
+    SaveSetData header;
+    std::size_t count = 0;
+    bool same = true;
+    ImportCgats(in, "pipe", [&](const SaveSetData& h, const SaveSetRecordSource& next) {
+        header = h;
+        SaveSetRecord rec;
+        while (next(rec))
+            same = same && rec == original.Records[count++];
+    });
+    EXPECT_EQ(count, original.Records.size());
+    EXPECT_TRUE(same);
+    EXPECT_EQ(header.Company, original.Company);
+    EXPECT_EQ(header.NumAngles, 2);
+}
+
+TEST(CgatsImport, OfTwoFaultyTablesTheFirstFaultInTheFileIsTold) {
+    std::ostringstream out;
+    ExportCgats(SampleSet(2, 12), out);
+    const std::string text = out.str();
+    // Row 6 of the first table and row 3 of the second, each given a cell that is no number.
+    const std::size_t firstTable = text.find("BEGIN_DATA\r\n");
+    const std::size_t secondTable = text.find("BEGIN_DATA\r\n", firstTable + 1);
+    auto spoil = [](std::string t, std::size_t table, int row) {
+        std::size_t at = t.find("\r\n", table) + 2;
+        for (int r = 1; r < row; ++r)
+            at = t.find("\r\n", at) + 2;
+        t.insert(t.find(' ', t.find('"', t.find('"', at) + 1)) + 1, "x");
+        return t;
+    };
+    auto lineOf = [&](std::size_t table, int row) {
+        return static_cast<int>(std::count(text.begin(), text.begin() + table, '\n')) + 1 + row;
+    };
+    const std::string both = spoil(spoil(text, secondTable, 3), firstTable, 6);
+    EXPECT_EQ(ImportError(both).Line(), lineOf(firstTable, 6));
+    EXPECT_EQ(ImportError(spoil(text, secondTable, 3)).Line(), lineOf(secondTable, 3));
 }
 
 }  // namespace

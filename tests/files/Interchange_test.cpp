@@ -9,6 +9,7 @@
 
 #include "engine/ColorMatch.h"
 #include "files/Cxf.h"
+#include "files/SaveSetFile.h"
 #include "support/TestPaths.h"
 #include "workspace/Error.h"
 
@@ -144,6 +145,76 @@ TEST(Interchange, FormatIsToldByContentOnImportAndByNameOnExport) {
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(earlier), {}), "earlier");
     EXPECT_THROW(ImportMeasurements(dir / "missing.txt"), IoError);
     EXPECT_THROW(ImportMeasurements(dir), IoError);  // a folder
+}
+
+TEST(Interchange, SaveSetFilesStreamToAndFromMeasurementFilesAsTheWholeSetWould) {
+    const auto dir = test::ScratchDir("Interchange_Stream");
+    SaveSetData data;
+    data.NumAngles = 2;
+    data.Company = "Stream Lab";
+    data.Status = "RCBIXX";
+    data.Instrument = 179;
+    for (int r = 0; r < 300; ++r) {
+        SaveSetRecord& rec = data.Records.emplace_back();
+        rec.Name = "Tile " + std::to_string(r);
+        rec.Status = data.Status;
+        rec.Instrument = data.Instrument;
+        for (int a = 0; a < 2; ++a) {
+            for (int i = 0; i < kPointCount; ++i)
+                rec.Curves[a][i] = 100.0 * std::fabs(std::sin(1.0 + r * 0.731 + i * 0.1371 + a));
+        }
+    }
+    SaveSetData empty = data;
+    empty.Records.clear();
+    ExportOptions options;
+    options.Created = "2026-01-02T03:04:05";
+    for (const SaveSetData* set : {&data, &empty}) {
+        const auto saveSet = dir / "set.wsv";
+        StoreSaveSet(*set, saveSet);
+        for (const char* name : {"set.txt", "set.cxf"}) {
+            SCOPED_TRACE(std::string(name) + ", " + std::to_string(set->Records.size()));
+            ExportMeasurements(*set, dir / ("whole" + std::string(name)), options);
+            const SaveSetSummary written = ExportSaveSet(saveSet, dir / name, options);
+            EXPECT_EQ(written.Records, static_cast<int64_t>(set->Records.size()));
+            EXPECT_EQ(test::Slurp(dir / name), test::Slurp(dir / ("whole" + std::string(name))));
+            if (set->Records.empty())
+                continue;
+            const SaveSetSummary read = ImportMeasurements(dir / name, dir / "back.wsv");
+            EXPECT_EQ(read.Records, 300);
+            EXPECT_EQ(LoadSaveSet(dir / "back.wsv"), *set);
+        }
+    }
+
+    // A damaged save set is refused as a load refuses it, and a faulty measurement file writes
+    // nothing: the earlier targets stay.
+    const auto damaged = dir / "damaged.wsv";
+    StoreSaveSet(data, damaged);
+    {
+        std::fstream f(damaged, std::ios::in | std::ios::out | std::ios::binary);
+        f.seekp(static_cast<std::streamoff>(std::filesystem::file_size(damaged) - 700));
+        f << std::string(300, 'Z');
+    }
+    std::string loadMessage;
+    try {
+        LoadSaveSet(damaged);
+    } catch (const Error& e) {
+        loadMessage = e.what();
+    }
+    ASSERT_FALSE(loadMessage.empty());
+    const std::string earlier = test::Slurp(dir / "set.txt");
+    try {
+        ExportSaveSet(damaged, dir / "set.txt");
+        ADD_FAILURE() << "a damaged save set was exported";
+    } catch (const Error& e) {
+        EXPECT_EQ(e.what(), loadMessage);
+    }
+    EXPECT_EQ(test::Slurp(dir / "set.txt"), earlier);
+    std::ofstream(dir / "bad.txt") << "CGATS.17\nBEGIN_DATA_FORMAT\nSAMPLE_ID SPECTRAL_NM380 "
+                                      "SPECTRAL_NM390\nEND_DATA_FORMAT\nBEGIN_DATA\n1 2 3\n2 x "
+                                      "4\nEND_DATA\n";
+    const std::string before = test::Slurp(dir / "back.wsv");
+    EXPECT_THROW(ImportMeasurements(dir / "bad.txt", dir / "back.wsv"), ParseError);
+    EXPECT_EQ(test::Slurp(dir / "back.wsv"), before);
 }
 
 }  // namespace

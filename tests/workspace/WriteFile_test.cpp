@@ -208,5 +208,38 @@ TEST(WriteFileAtomically, AKilledWriterLeavesTheEarlierFileAndTheNextWriteClears
     EXPECT_EQ(test::Slurp(file), "earlier");
 }
 
+TEST(WriteFileAtomically, AProducerByPathWritesTheTemporaryUnderTheSameRules) {
+    const auto dir = test::ScratchDir("WriteFile_ByPath");
+    const fs::path file = dir / "deck.wsv";
+    WriteFileAtomically(file, "earlier");
+    // An owner that may not even read its own file: the producer must still open the temporary.
+    ::chmod(file.c_str(), 0200);
+    WriteFileAtomicallyByPath(file, [&](const fs::path& temporary) {
+        EXPECT_EQ(temporary.parent_path(), dir);
+        EXPECT_TRUE(IsWriteTemporaryName(temporary.filename().string()));
+        EXPECT_EQ(fs::file_size(temporary), 0u);
+        EXPECT_EQ(Mode(temporary) & 0600, 0600u);
+        std::fstream(temporary, std::ios::in | std::ios::out | std::ios::binary) << "by path";
+    });
+    EXPECT_EQ(Mode(file), 0200u);
+    ::chmod(file.c_str(), 0600);
+    EXPECT_EQ(test::Slurp(file), "by path");
+
+    // A producer's failure passes through and takes the half-written temporary with it.
+    EXPECT_THROW(WriteFileAtomicallyByPath(file,
+                                           [](const fs::path& temporary) {
+                                               std::ofstream(temporary) << "half";
+                                               throw std::runtime_error("the engine failed");
+                                           }),
+                 std::runtime_error);
+    EXPECT_EQ(test::Slurp(file), "by path");
+    // Refused before the producer runs.
+    ::chmod(file.c_str(), 0444);
+    bool ran = false;
+    EXPECT_THROW(WriteFileAtomicallyByPath(file, [&](const fs::path&) { ran = true; }), IoError);
+    EXPECT_FALSE(ran);
+    EXPECT_EQ(Temporaries(dir), 0);
+}
+
 }  // namespace
 }  // namespace tintara

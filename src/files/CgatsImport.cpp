@@ -1,4 +1,4 @@
-// CGATS.17 / ISO 28178 import and export of spectral save sets.
+// CGATS.17 / ISO 28178 import of spectral save sets.
 //
 // The importer is a line parser of our own. CGATS is line-structured (a header of KEYWORD value
 // lines, a BEGIN_DATA_FORMAT field list, a BEGIN_DATA ... END_DATA table of one row per line), and
@@ -18,6 +18,7 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <sstream>
 #include <system_error>
@@ -48,30 +49,140 @@ constexpr int kMaxLineNotes = 5;
 
 // ---- lines and tokens ---------------------------------------------------------------------------
 
-// The lines of a text ending in LF, CR LF or CR alike.
-std::vector<std::string_view> SplitLines(std::string_view text) {
-    std::vector<std::string_view> lines;
-    lines.reserve(text.size() / 64 + 16);
-    const char* p = text.data();
-    const char* const end = p + text.size();
-    while (p < end) {
-        const char* lf = static_cast<const char*>(std::memchr(p, '\n', end - p));
-        const char* stop = lf ? lf : end;
-        // A CR ends a line too: before the LF (CR LF), or on its own (old Mac files).
-        for (const char* cr; (cr = static_cast<const char*>(std::memchr(p, '\r', stop - p)));) {
-            lines.emplace_back(p, static_cast<std::size_t>(cr - p));
-            p = cr + 1;
-            if (p == stop)
-                break;
+// The lines of a measurement file read from its stream piece by piece, so that no more than a
+// piece and the current line is ever held: a file of a million samples is read several times over
+// (its structure first, then its rows) rather than kept. Lines end in LF, CR LF or CR alike; a
+// last line without an ending counts when it is not empty. Several cursors may share one stream:
+// each seeks to its own place before it reads.
+class LineCursor {
+  public:
+    // `at`: the stream position of the first line, which is numbered `number` (0-based).
+    LineCursor(std::istream& in, const std::string& source, std::streamoff at, int number)
+        : m_in(in), m_source(source), m_bufferAt(at), m_number(number - 1) {}
+
+    // The next line (valid until the next call), or false after the last.
+    bool Next(std::string_view& line) {
+        for (;;) {
+            const char* const begin = m_buffer.data() + m_pos;
+            const char* const end = m_buffer.data() + m_buffer.size();
+            const auto* lf = static_cast<const char*>(std::memchr(begin, '\n', end - begin));
+            const auto* cr =
+                static_cast<const char*>(std::memchr(begin, '\r', (lf ? lf : end) - begin));
+            const char* stop = cr ? cr : lf;
+            // A CR at the end of the piece may be the first half of a CR LF.
+            if ((!stop || (stop == cr && stop + 1 == end)) && !m_ended) {
+                Refill();
+                continue;
+            }
+            if (!stop && begin == end)
+                return false;
+            line = std::string_view(begin, static_cast<std::size_t>((stop ? stop : end) - begin));
+            m_lineAt = m_bufferAt + static_cast<std::streamoff>(m_pos);
+            std::size_t next = static_cast<std::size_t>((stop ? stop + 1 : end) - m_buffer.data());
+            if (stop == cr && stop + 1 < end && stop[1] == '\n')
+                ++next;
+            m_pos = next;
+            ++m_number;
+            return true;
         }
-        if (p < stop || (lf && p == stop && (p == text.data() || p[-1] != '\r')))
-            lines.emplace_back(p, static_cast<std::size_t>(stop - p));
-        if (!lf)
-            break;
-        p = lf + 1;
     }
-    return lines;
-}
+    int Number() const { return m_number; }             // of the line last given
+    std::streamoff LineAt() const { return m_lineAt; }  // where that line starts in the stream
+
+  private:
+    static constexpr std::size_t kPiece = 1 << 18;
+
+    void Refill() {
+        m_buffer.erase(0, m_pos);
+        m_bufferAt += static_cast<std::streamoff>(m_pos);
+        m_pos = 0;
+        const std::size_t kept = m_buffer.size();
+        m_in.clear();
+        m_in.seekg(m_bufferAt + static_cast<std::streamoff>(kept));
+        m_buffer.resize(kept + kPiece);
+        m_in.read(m_buffer.data() + kept, static_cast<std::streamsize>(kPiece));
+        const auto got = static_cast<std::size_t>(m_in.gcount());
+        if (m_in.bad())
+            throw IoError(m_source + ": the file could not be read");
+        m_buffer.resize(kept + got);
+        m_ended = got < kPiece;
+    }
+
+    std::istream& m_in;
+    const std::string& m_source;
+    std::string m_buffer;
+    std::size_t m_pos = 0;      // of the next line in m_buffer
+    std::streamoff m_bufferAt;  // stream position of m_buffer[0]
+    std::streamoff m_lineAt = 0;
+    int m_number;
+    bool m_ended = false;
+};
+
+// A measurement file's text: checked once as a whole (size, binary data, byte-order mark), then
+// read through cursors wherever the import needs it.
+class Text {
+  public:
+    Text(std::istream& in, const std::string& source) : m_source(source) {
+        const std::istream::pos_type start = in.tellg();
+        std::streamoff size = -1;
+        if (start != std::istream::pos_type(-1) && in.seekg(0, std::ios::end)) {
+            const std::istream::pos_type end = in.tellg();
+            if (end != std::istream::pos_type(-1) && end >= start)
+                size = end - start;
+        }
+        if (size >= 0) {
+            if (size > kLargestFile)
+                throw IoError(source + ": the file is too large for a measurement file");
+            m_in = &in;
+            m_start = start;
+        } else {
+            // A stream that cannot go back (a pipe) is read once into memory.
+            in.clear();
+            m_copy = std::make_unique<std::istringstream>(
+                std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()));
+            if (in.bad())
+                throw IoError(source + ": the file could not be read");
+            m_in = m_copy.get();
+        }
+        CheckText();
+    }
+
+    LineCursor Lines(std::streamoff at, int number) const {
+        return LineCursor(*m_in, m_source, at, number);
+    }
+    LineCursor Lines() const { return Lines(m_start, 0); }
+    const std::string& Source() const { return m_source; }
+
+  private:
+    // Skips a UTF-8 byte-order mark and refuses binary data before any line is read.
+    void CheckText() {
+        std::vector<char> piece(1 << 18);
+        m_in->clear();
+        m_in->seekg(m_start);
+        bool first = true;
+        while (m_in->read(piece.data(), static_cast<std::streamsize>(piece.size())) ||
+               m_in->gcount() > 0) {
+            const auto got = static_cast<std::size_t>(m_in->gcount());
+            std::size_t from = 0;
+            if (first && got >= 3 && std::memcmp(piece.data(), "\xEF\xBB\xBF", 3) == 0)
+                from = 3;
+            if (first)
+                m_start += static_cast<std::streamoff>(from);
+            first = false;
+            if (std::memchr(piece.data() + from, '\0', got - from)) {
+                throw ParseError(m_source, 0,
+                                 "the file holds binary data, not the text of a measurement file");
+            }
+        }
+        if (m_in->bad())
+            throw IoError(m_source + ": the file could not be read");
+    }
+
+    std::string m_source;
+    std::unique_ptr<std::istringstream> m_copy;
+    std::istream* m_in = nullptr;
+    std::streamoff m_start = 0;
+};
 
 bool IsBlank(char c) {
     return c == ' ' || c == '\t' || c == '\f' || c == '\v';
@@ -315,7 +426,8 @@ struct Table {
     int beginData = -1;
     int endData = -1;
     std::vector<std::string> fields;
-    std::vector<int> rows;  // line of each data row
+    std::vector<int> rows;      // line of each data row
+    std::streamoff rowsAt = 0;  // where the first data row starts in the stream
 
     const std::string* Keyword(std::string_view name) const {
         for (const auto& [key, value] : keywords) {
@@ -386,20 +498,20 @@ char FirstChar(std::string_view line) {
 
 class Scanner {
   public:
-    Scanner(const std::vector<std::string_view>& lines, const std::string& source,
-            std::vector<std::string>& notes)
-        : m_lines(lines), m_source(source), m_notes(notes) {}
+    Scanner(const std::string& source, std::vector<std::string>& notes)
+        : m_source(source), m_notes(notes) {}
 
-    std::vector<Table> Scan() {
+    std::vector<Table> Scan(LineCursor& lines) {
         std::vector<std::string_view> tokens;
-        for (int i = 0; i < static_cast<int>(m_lines.size()); ++i) {
-            const std::string_view line = m_lines[i];
+        std::string_view line;
+        while (lines.Next(line)) {
+            const int i = lines.Number();
             if (m_state == State::Data) {
                 const char c = FirstChar(line);
                 if (c == '\0' || c == '#')
                     continue;
                 if (c != 'E' && c != 'B' && c != 'e' && c != 'b') {
-                    m_cur.rows.push_back(i);
+                    AddRow(i, lines.LineAt());
                     continue;
                 }
             }
@@ -414,7 +526,7 @@ class Scanner {
                     FormatLine(i, tokens);
                     break;
                 case State::Data:
-                    DataLine(i, tokens);
+                    DataLine(i, lines.LineAt(), tokens);
                     break;
             }
         }
@@ -517,7 +629,13 @@ class Scanner {
         }
     }
 
-    void DataLine(int i, const std::vector<std::string_view>& tokens) {
+    void AddRow(int i, std::streamoff at) {
+        if (m_cur.rows.empty())
+            m_cur.rowsAt = at;
+        m_cur.rows.push_back(i);
+    }
+
+    void DataLine(int i, std::streamoff at, const std::vector<std::string_view>& tokens) {
         const std::string first = Upper(tokens[0]);
         if (first == "END_DATA") {
             m_cur.endData = i;
@@ -537,11 +655,10 @@ class Scanner {
             Fail(m_source, i,
                  std::string(tokens[0]) + " inside a table of values (END_DATA is missing)");
         } else {
-            m_cur.rows.push_back(i);
+            AddRow(i, at);
         }
     }
 
-    const std::vector<std::string_view>& m_lines;
     const std::string& m_source;
     std::vector<std::string>& m_notes;
     std::vector<Table> m_tables;
@@ -899,101 +1016,142 @@ struct ValueReading {
     int exponent10 = 0;   // when factor is a power of ten: read measured points shifted, exactly
 };
 
-// Reads the spectral values of every row into the records' curves at `angle` (and the names, for
-// angle 0). With `fractions` (the scale is still to be judged) it also keeps every curve as it
-// would be for 0..1 factors, the measured points read with the decimal point moved two places.
-void ReadRows(const Table& t, SpectralLayout& s, const Resampler* resampler, int nameColumn,
-              const std::vector<std::string_view>& lines, const std::string& source,
-              const ValueReading& reading, std::vector<SaveSetRecord>& records, int angle,
-              std::vector<Curve>* fractions, double& largest) {
-    std::vector<std::string_view> cells;
-    const std::size_t count = s.column.size();
-    std::vector<double> values(count), scaled(count), rowNm(count);
-    std::unique_ptr<Resampler> own;
-    double top = largest;  // kept in a register while the rows are read
-    int shift = fractions ? 2 : reading.exponent10;
-    if (fractions)
-        fractions->reserve(t.rows.size());
-    for (std::size_t r = 0; r < t.rows.size(); ++r) {
-        // A value above the ceiling settles the scale as percent: no fractions are needed.
-        if (fractions && top > kFractionCeiling) {
-            *fractions = std::vector<Curve>();
-            fractions = nullptr;
-            shift = reading.exponent10;
+// Reads the rows of one table in order: the cells counted, the spectral values read and brought
+// to 360..750 nm, scaled as `reading` says. While `judging` (the scale is still to be found from
+// the largest value) the measured points are also read with the decimal point moved two places,
+// as they would be for 0..1 factors, until a value above the ceiling settles the scale as percent;
+// so a judging pass refuses exactly what the pass at the scale it finds would.
+class RowReader {
+  public:
+    RowReader(const Text& text, const Table& t, SpectralLayout& s, const Resampler* resampler,
+              const ValueReading& reading, bool judging, double largest = -HUGE_VAL)
+        : m_lines(text.Lines(t.rowsAt, t.rows.front())),
+          m_source(text.Source()),
+          m_t(t),
+          m_s(s),
+          m_resampler(resampler),
+          m_reading(reading),
+          m_judging(judging),
+          m_shift(judging ? 2 : reading.exponent10),
+          m_values(s.column.size()),
+          m_scaled(s.column.size()),
+          m_largest(largest),
+          m_rowNm(s.column.size()) {}
+
+    // Reads the next row into `curve` (when given) and its cell `nameColumn` into `name` (when
+    // given); false after the last row.
+    bool Next(Curve* curve, int nameColumn = -1, std::string* name = nullptr) {
+        if (m_row == m_t.rows.size())
+            return false;
+        const int line = m_t.rows[m_row++];
+        std::string_view text;
+        do {
+            if (!m_lines.Next(text))
+                throw IoError(m_source + ": the file changed while it was read");
+        } while (m_lines.Number() < line);
+        if (m_judging && m_largest > kFractionCeiling) {
+            m_judging = false;
+            m_shift = m_reading.exponent10;
         }
-        const int line = t.rows[r];
-        if (!RowCells(lines[line], t.fields.size(), cells)) {
-            Fail(source, line,
+        ReadCells(line, text);
+        if (curve)
+            Resample(*curve);
+        if (name && nameColumn >= 0)
+            name->assign(m_cells[nameColumn]);
+        return true;
+    }
+
+    double Largest() const { return m_largest; }
+    // The resampler of the measured grid (for pairs, known once the first row is read).
+    const Resampler* Used() const { return m_resampler; }
+
+  private:
+    void ReadCells(int line, std::string_view text) {
+        const std::size_t count = m_s.column.size();
+        if (!RowCells(text, m_t.fields.size(), m_cells)) {
+            Fail(m_source, line,
                  "the row holds a control character, which a measurement file never does; is "
                  "the file damaged?");
         }
-        if (cells.size() != t.fields.size()) {
-            Fail(source, line,
-                 "the row has " + std::to_string(cells.size()) +
-                     " values but the list of fields names " + std::to_string(t.fields.size()));
+        if (m_cells.size() != m_t.fields.size()) {
+            Fail(m_source, line,
+                 "the row has " + std::to_string(m_cells.size()) +
+                     " values but the list of fields names " + std::to_string(m_t.fields.size()));
         }
+        double top = m_largest;  // kept in a register while the values are read
         for (std::size_t k = 0; k < count; ++k) {
-            const std::string_view cell = cells[s.column[k]];
-            if (!ReadValue(cell, reading.decimalComma, shift, values[k],
-                           shift != 0 ? &scaled[k] : nullptr)) {
-                Fail(source, line,
-                     s.names[k] + " is \"" + Shorten(cell) + "\", which is not a number");
+            const std::string_view cell = m_cells[m_s.column[k]];
+            if (!ReadValue(cell, m_reading.decimalComma, m_shift, m_values[k],
+                           m_shift != 0 ? &m_scaled[k] : nullptr)) {
+                Fail(m_source, line,
+                     m_s.names[k] + " is \"" + Shorten(cell) + "\", which is not a number");
             }
-            top = std::max(top, values[k]);
+            top = std::max(top, m_values[k]);
         }
-        if (s.pairs) {
-            for (std::size_t k = 0; k < count; ++k) {
-                const std::string_view cell = cells[s.nmColumn[k]];
-                if (!ReadNumber(cell, reading.decimalComma, 0, rowNm[k])) {
-                    Fail(source, line,
-                         "the wavelength before " + s.names[k] + " is \"" + Shorten(cell) +
-                             "\", which is not a number");
-                }
-            }
-            if (s.nm.empty()) {
-                s.nm = rowNm;
-                for (std::size_t k = 0; k < count; ++k)
-                    s.names[k] = "SPECTRAL_NM " + FormatNm(s.nm[k]);
-                if (!std::is_sorted(s.nm.begin(), s.nm.end())) {
-                    Fail(source, line, "the SPECTRAL_NM wavelengths do not rise along the row");
-                }
-                std::vector<std::string> ignored;
-                CheckGrid(s, source, line, ignored);
-                own = std::make_unique<Resampler>(s.nm);
-                resampler = own.get();
-            } else {
-                for (std::size_t k = 0; k < count; ++k) {
-                    if (std::fabs(rowNm[k] - s.nm[k]) > kRoundedNameNm) {
-                        Fail(source, line,
-                             "the row gives wavelength " + FormatNm(rowNm[k]) + " where the " +
-                                 "first row gives " + FormatNm(s.nm[k]) +
-                                 "; every row must be measured at the same wavelengths");
-                    }
-                }
-            }
-        }
-        SaveSetRecord& rec = records[r];
-        Curve& curve = rec.Curves[angle];
-        Curve* fraction = fractions ? &fractions->emplace_back() : nullptr;
-        for (int i = 0; i < kPointCount; ++i) {
-            const int k = resampler->Direct(i);
-            if (k < 0) {
-                const double v = resampler->Interpolate(i, values.data());
-                curve[i] = v * reading.factor;
-                if (fraction)
-                    (*fraction)[i] = v * 100.0;
-            } else {
-                curve[i] =
-                    reading.exponent10 != 0 && !fractions ? scaled[k] : values[k] * reading.factor;
-                if (fraction)
-                    (*fraction)[i] = scaled[k];
-            }
-        }
-        if (angle == 0 && nameColumn >= 0)
-            rec.Name.assign(cells[nameColumn]);
+        m_largest = top;
+        if (m_s.pairs)
+            ReadWavelengths(line);
     }
-    largest = top;
-}
+
+    void ReadWavelengths(int line) {
+        const std::size_t count = m_s.column.size();
+        for (std::size_t k = 0; k < count; ++k) {
+            const std::string_view cell = m_cells[m_s.nmColumn[k]];
+            if (!ReadNumber(cell, m_reading.decimalComma, 0, m_rowNm[k])) {
+                Fail(m_source, line,
+                     "the wavelength before " + m_s.names[k] + " is \"" + Shorten(cell) +
+                         "\", which is not a number");
+            }
+        }
+        if (m_s.nm.empty()) {
+            m_s.nm = m_rowNm;
+            for (std::size_t k = 0; k < count; ++k)
+                m_s.names[k] = "SPECTRAL_NM " + FormatNm(m_s.nm[k]);
+            if (!std::is_sorted(m_s.nm.begin(), m_s.nm.end())) {
+                Fail(m_source, line, "the SPECTRAL_NM wavelengths do not rise along the row");
+            }
+            std::vector<std::string> ignored;
+            CheckGrid(m_s, m_source, line, ignored);
+            m_own = std::make_unique<Resampler>(m_s.nm);
+            m_resampler = m_own.get();
+        } else {
+            for (std::size_t k = 0; k < count; ++k) {
+                if (std::fabs(m_rowNm[k] - m_s.nm[k]) > kRoundedNameNm) {
+                    Fail(m_source, line,
+                         "the row gives wavelength " + FormatNm(m_rowNm[k]) + " where the " +
+                             "first row gives " + FormatNm(m_s.nm[k]) +
+                             "; every row must be measured at the same wavelengths");
+                }
+            }
+        }
+    }
+
+    void Resample(Curve& curve) const {
+        for (int i = 0; i < kPointCount; ++i) {
+            const int k = m_resampler->Direct(i);
+            if (k < 0) {
+                curve[i] = m_resampler->Interpolate(i, m_values.data()) * m_reading.factor;
+            } else {
+                curve[i] = m_reading.exponent10 != 0 ? m_scaled[k] : m_values[k] * m_reading.factor;
+            }
+        }
+    }
+
+    LineCursor m_lines;
+    const std::string& m_source;
+    const Table& m_t;
+    SpectralLayout& m_s;
+    const Resampler* m_resampler;
+    std::unique_ptr<Resampler> m_own;
+    ValueReading m_reading;
+    bool m_judging;
+    int m_shift;
+    std::vector<double> m_values, m_scaled;
+    double m_largest;
+    std::vector<double> m_rowNm;
+    std::size_t m_row = 0;
+    std::vector<std::string_view> m_cells;
+};
 
 // The power of ten that factor is, when it is one.
 int PowerOfTen(double factor) {
@@ -1020,10 +1178,13 @@ std::string ResamplingWords(Resampler::Method method) {
 }
 
 // Does the first row write its spectral values with a decimal comma?
-bool UsesDecimalComma(const Table& t, const SpectralLayout& s,
-                      const std::vector<std::string_view>& lines) {
+bool UsesDecimalComma(const Table& t, const SpectralLayout& s, const Text& text) {
+    LineCursor lines = text.Lines(t.rowsAt, t.rows.front());
+    std::string_view line;
     std::vector<std::string_view> cells;
-    RowCells(lines[t.rows.front()], t.fields.size(), cells);
+    if (!lines.Next(line))
+        return false;
+    RowCells(line, t.fields.size(), cells);
     if (cells.size() != t.fields.size())
         return false;
     for (const int c : s.column) {
@@ -1034,48 +1195,25 @@ bool UsesDecimalComma(const Table& t, const SpectralLayout& s,
     return false;
 }
 
-std::string ReadAll(std::istream& in, const std::string& sourceName) {
-    std::string text;
-    const std::istream::pos_type start = in.tellg();
-    if (start != std::istream::pos_type(-1) && in.seekg(0, std::ios::end)) {
-        const std::istream::pos_type end = in.tellg();
-        in.seekg(start);
-        if (end != std::istream::pos_type(-1) && end >= start) {
-            if (end - start > kLargestFile)
-                throw IoError(sourceName + ": the file is too large for a measurement file");
-            text.resize(static_cast<std::size_t>(end - start));
-            in.read(text.data(), static_cast<std::streamsize>(text.size()));
-            text.resize(static_cast<std::size_t>(in.gcount()));
-            if (in.bad())
-                throw IoError(sourceName + ": the file could not be read");
-            return text;
-        }
-    }
-    in.clear();
-    text.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    if (in.bad())
-        throw IoError(sourceName + ": the file could not be read");
-    return text;
-}
-
 // Why a text holds no CGATS table, in words a user can act on.
-[[noreturn]] void RefuseNoTable(const std::vector<std::string_view>& lines,
-                                const std::string& source) {
-    for (int i = 0; i < static_cast<int>(lines.size()); ++i) {
-        const std::string_view line = Trim(lines[i]);
+[[noreturn]] void RefuseNoTable(const Text& text) {
+    LineCursor lines = text.Lines();
+    std::string_view whole;
+    while (lines.Next(whole)) {
+        const std::string_view line = Trim(whole);
         if (line.empty())
             continue;
         const auto commas = std::count(line.begin(), line.end(), ',');
         const auto semicolons = std::count(line.begin(), line.end(), ';');
         if (commas >= 2 || semicolons >= 2) {
-            Fail(source, i,
+            Fail(text.Source(), lines.Number(),
                  "this is a table of comma- or semicolon-separated values (CSV), not a CGATS "
                  "measurement file. Save the measurements from the instrument software as CGATS "
                  "(a text file with BEGIN_DATA_FORMAT and BEGIN_DATA sections) or as CxF");
         }
         break;
     }
-    throw ParseError(source, 0,
+    throw ParseError(text.Source(), 0,
                      "no table of measurements was found. A CGATS file lists its fields between "
                      "BEGIN_DATA_FORMAT and END_DATA_FORMAT and its values between BEGIN_DATA and "
                      "END_DATA");
@@ -1151,173 +1289,260 @@ std::string DescribeResampling(const std::vector<double>& nm) {
     return nm.empty() ? std::string() : ResamplingWords(Resampler(nm).Used());
 }
 
-SaveSetData ImportCgats(std::istream& in, const std::string& sourceName,
-                        const ImportOptions& options, ImportReport* reportOut) {
-    std::string text = ReadAll(in, sourceName);
-    std::string_view view(text);
-    if (view.size() >= 3 && view.compare(0, 3, "\xEF\xBB\xBF") == 0)
-        view.remove_prefix(3);
-    if (view.find('\0') != std::string::npos) {
-        throw ParseError(sourceName, 0,
-                         "the file holds binary data, not the text of a measurement file");
-    }
-    const std::vector<std::string_view> lines = SplitLines(view);
+namespace {
 
-    ImportReport report;
-    std::vector<Table> tables = Scanner(lines, sourceName, report.Notes).Scan();
-    if (tables.empty())
-        RefuseNoTable(lines, sourceName);
+// One import of a CGATS text, step by step: the tables found, the one with the spectra (and a
+// second geometry) chosen, the name field and the scale decided, then the records read and handed
+// on one by one.
+class CgatsImport {
+  public:
+    CgatsImport(std::istream& in, const std::string& source, const ImportOptions& options)
+        : m_text(in, source), m_source(source), m_options(options) {}
 
-    // The first table with spectral values is angle position 0.
-    std::size_t primary = tables.size();
-    SpectralLayout spectral;
-    for (std::size_t k = 0; k < tables.size(); ++k) {
-        spectral = FindSpectralLayout(tables[k]);
-        if (!spectral.Empty()) {
-            primary = k;
-            break;
-        }
-    }
-    if (primary == tables.size())
-        RefuseNoSpectra(tables.front(), sourceName);
-    for (std::size_t k = 0; k < primary; ++k) {
-        report.Notes.push_back("table " + std::to_string(k + 1) +
-                               " has no spectral values and was skipped");
-    }
-    const Table& main = tables[primary];
-    ValueReading reading;
-    reading.decimalComma = UsesDecimalComma(main, spectral, lines);
-    if (!spectral.pairs) {
-        ApplyBandKeywords(main, spectral, reading.decimalComma, report.Notes);
-        CheckGrid(spectral, sourceName, main.formatLine, report.Notes);
-    }
-
-    // A later table of the same samples marked as angle position 1 is the second geometry.
-    std::size_t second = tables.size();
-    for (std::size_t k = primary + 1; k < tables.size(); ++k) {
-        const SpectralLayout s = FindSpectralLayout(tables[k]);
-        const std::string* angle = tables[k].Keyword("TINTARA_ANGLE");
-        if (second == tables.size() && angle && *angle == "1" && s.names == spectral.names &&
-            s.pairs == spectral.pairs && tables[k].rows.size() == main.rows.size()) {
-            second = k;
-        } else {
-            report.Notes.push_back(
-                "table " + std::to_string(k + 1) +
-                (s.Empty() ? " has no spectral values and was skipped" : " was not imported"));
+    void Run(const ImportSink& sink, ImportReport* reportOut) {
+        ScanTables();
+        ChooseTables();
+        ChooseNameField();
+        DecideScale();
+        const SaveSetData header = Header();
+        ReadRecords(header, sink);
+        if (reportOut) {
+            ImportReport report;
+            FillReport(header, report);
+            *reportOut = std::move(report);
         }
     }
 
-    int nameColumn = FindField(main, "SAMPLE_NAME");
-    report.NameField = "SAMPLE_NAME";
-    if (nameColumn < 0) {
-        nameColumn = FindField(main, "SAMPLE_ID");
-        report.NameField = nameColumn < 0 ? "" : "SAMPLE_ID";
-    }
+  private:
+    const Table& Main() const { return m_tables[m_primary]; }
+    bool HasSecond() const { return m_second < m_tables.size(); }
 
-    // Header keywords: the table's own, else the file's first table's.
-    auto keyword = [&](std::string_view name) -> const std::string* {
-        if (const std::string* v = main.Keyword(name))
+    // A header keyword: the main table's own, else the file's first table's.
+    const std::string* Keyword(std::string_view name) const {
+        if (const std::string* v = Main().Keyword(name))
             return v;
-        return tables.front().Keyword(name);
-    };
-
-    // The scale, when the file or the options say it before any value is read.
-    std::ostringstream why;
-    bool judge = false;
-    double norm = 0;
-    const std::string* normText = keyword("SPECTRAL_NORM");
-    if (options.Scale == ReflectanceScale::Percent) {
-        why << "as requested";
-    } else if (options.Scale == ReflectanceScale::Fraction) {
-        reading.factor = 100.0;
-        why << "as requested";
-    } else if (spectral.pairs) {
-        reading.factor = spectral.pairPercent ? 1.0 : 100.0;
-        why << (spectral.pairPercent ? "SPECTRAL_PCT holds percent" : "SPECTRAL_DEC holds 0-1");
-    } else if (normText &&
-               (ParseNumber(*normText, norm) ||
-                (reading.decimalComma && ReadNumber(*normText, true, 0, norm))) &&
-               norm > 0) {
-        reading.factor = 100.0 / norm;
-        why << "from SPECTRAL_NORM " << *normText;
-    } else {
-        judge = true;
+        return m_tables.front().Keyword(name);
     }
-    reading.exponent10 = PowerOfTen(reading.factor);
 
-    SaveSetData data;
-    data.NumAngles = second < tables.size() ? 2 : 1;
-    data.Records.resize(main.rows.size());
-    double largest = -HUGE_VAL;
-    std::array<std::vector<Curve>, kMaxAngles> fractions;
-    std::unique_ptr<Resampler> resampler;
-    if (!spectral.pairs)
-        resampler = std::make_unique<Resampler>(spectral.nm);
-    ReadRows(main, spectral, resampler.get(), nameColumn, lines, sourceName, reading, data.Records,
-             0, judge ? &fractions[0] : nullptr, largest);
-    if (spectral.pairs)
-        resampler = std::make_unique<Resampler>(spectral.nm);
-    if (second < tables.size()) {
-        ReadRows(tables[second], spectral, resampler.get(), -1, lines, sourceName, reading,
-                 data.Records, 1, judge ? &fractions[1] : nullptr, largest);
+    void ScanTables() {
+        LineCursor lines = m_text.Lines();
+        m_tables = Scanner(m_source, m_notes).Scan(lines);
+        if (m_tables.empty())
+            RefuseNoTable(m_text);
     }
-    if (judge) {
-        reading.factor = largest > kFractionCeiling ? 1.0 : 100.0;
-        why << "judged from the values: the largest is " << largest
-            << (reading.factor == 1.0 ? " (above " : " (not above ") << kFractionCeiling << ")";
-        if (reading.factor != 1.0) {
-            for (int a = 0; a < data.NumAngles; ++a) {
-                for (std::size_t r = 0; r < data.Records.size(); ++r)
-                    data.Records[r].Curves[a] = fractions[a][r];
+
+    // The first table with spectral values is angle position 0; a later table of the same
+    // samples marked as angle position 1 is the second geometry.
+    void ChooseTables() {
+        m_primary = m_tables.size();
+        for (std::size_t k = 0; k < m_tables.size(); ++k) {
+            m_spectral = FindSpectralLayout(m_tables[k]);
+            if (!m_spectral.Empty()) {
+                m_primary = k;
+                break;
+            }
+        }
+        if (m_primary == m_tables.size())
+            RefuseNoSpectra(m_tables.front(), m_source);
+        for (std::size_t k = 0; k < m_primary; ++k) {
+            m_notes.push_back("table " + std::to_string(k + 1) +
+                              " has no spectral values and was skipped");
+        }
+        m_reading.decimalComma = UsesDecimalComma(Main(), m_spectral, m_text);
+        if (!m_spectral.pairs) {
+            ApplyBandKeywords(Main(), m_spectral, m_reading.decimalComma, m_notes);
+            CheckGrid(m_spectral, m_source, Main().formatLine, m_notes);
+        }
+        m_second = m_tables.size();
+        for (std::size_t k = m_primary + 1; k < m_tables.size(); ++k) {
+            const SpectralLayout s = FindSpectralLayout(m_tables[k]);
+            const std::string* angle = m_tables[k].Keyword("TINTARA_ANGLE");
+            if (!HasSecond() && angle && *angle == "1" && s.names == m_spectral.names &&
+                s.pairs == m_spectral.pairs && m_tables[k].rows.size() == Main().rows.size()) {
+                m_second = k;
+            } else {
+                m_notes.push_back(
+                    "table " + std::to_string(k + 1) +
+                    (s.Empty() ? " has no spectral values and was skipped" : " was not imported"));
             }
         }
     }
 
-    const std::string* company = keyword("TINTARA_COMPANY");
-    const std::string* status = keyword("TINTARA_STATUS");
-    const std::string* instrumentText = keyword("TINTARA_INSTRUMENT");
-    data.Company = options.Company ? *options.Company : company ? *company : "";
-    data.Status = options.Status ? *options.Status : status ? *status : "XXXXXX";
-    int16_t instrument = 0;
-    if (options.Instrument) {
-        instrument = *options.Instrument;
-    } else if (instrumentText) {
-        double v = 0;
-        if (ParseNumber(*instrumentText, v) && v == std::floor(v) && v >= -32768 && v <= 32767)
-            instrument = static_cast<int16_t>(v);
-    }
-    data.Instrument = instrument;
-    for (std::size_t r = 0; r < data.Records.size(); ++r) {
-        SaveSetRecord& rec = data.Records[r];
-        if (nameColumn < 0)
-            rec.Name = "Sample " + std::to_string(r + 1);
-        rec.Status = data.Status;
-        rec.Instrument = data.Instrument;
+    void ChooseNameField() {
+        m_nameColumn = FindField(Main(), "SAMPLE_NAME");
+        m_nameField = "SAMPLE_NAME";
+        if (m_nameColumn < 0) {
+            m_nameColumn = FindField(Main(), "SAMPLE_ID");
+            m_nameField = m_nameColumn < 0 ? "" : "SAMPLE_ID";
+        }
     }
 
-    report.SheetType = main.sheetType.empty() ? tables.front().sheetType : main.sheetType;
-    report.Records = static_cast<int>(data.Records.size());
-    report.Angles = data.NumAngles;
-    report.SpectralFields = spectral.names;
-    report.Layout = spectral.pairs ? "SPECTRAL_NM / " + Upper(main.fields[spectral.column[0]]) +
-                                         " pairs (wavelength, value)"
-                                   : "one field per wavelength";
-    report.WavelengthSource = spectral.wavelengthSource;
-    report.FirstNm = spectral.nm.front();
-    report.LastNm = spectral.nm.back();
-    report.StepNm = spectral.step;
-    report.Factor = reading.factor;
-    report.Percent = reading.factor == 1.0;
-    report.ScaleReason = why.str();
-    report.DecimalComma = reading.decimalComma;
-    report.Resampled =
-        !(spectral.nm.size() == kPointCount && std::fabs(report.FirstNm - kFirstNm) < 1e-9 &&
-          std::fabs(report.StepNm - kStepNm) < 1e-9);
-    report.Interpolation = ResamplingWords(resampler->Used());
-    report.ExtendedBelow = report.FirstNm > kFirstNm + 1e-9;
-    report.ExtendedAbove = report.LastNm < kLastNm - 1e-9;
-    if (reportOut)
-        *reportOut = std::move(report);
+    // The scale as the options or the file say it; failing both, judged from the largest value
+    // of every row, read in a pass of its own before any record is handed on.
+    void DecideScale() {
+        double norm = 0;
+        const std::string* normText = Keyword("SPECTRAL_NORM");
+        bool judge = false;
+        if (m_options.Scale == ReflectanceScale::Percent) {
+            m_why << "as requested";
+        } else if (m_options.Scale == ReflectanceScale::Fraction) {
+            m_reading.factor = 100.0;
+            m_why << "as requested";
+        } else if (m_spectral.pairs) {
+            m_reading.factor = m_spectral.pairPercent ? 1.0 : 100.0;
+            m_why << (m_spectral.pairPercent ? "SPECTRAL_PCT holds percent"
+                                             : "SPECTRAL_DEC holds 0-1");
+        } else if (normText &&
+                   (ParseNumber(*normText, norm) ||
+                    (m_reading.decimalComma && ReadNumber(*normText, true, 0, norm))) &&
+                   norm > 0) {
+            m_reading.factor = 100.0 / norm;
+            m_why << "from SPECTRAL_NORM " << *normText;
+        } else {
+            judge = true;
+        }
+        m_reading.exponent10 = PowerOfTen(m_reading.factor);
+        if (!judge)
+            return;
+        const Resampler resampler(m_spectral.nm);
+        RowReader main(m_text, Main(), m_spectral, &resampler, m_reading, true);
+        while (main.Next(nullptr)) {
+        }
+        double largest = main.Largest();
+        if (HasSecond()) {
+            RowReader second(m_text, m_tables[m_second], m_spectral, &resampler, m_reading, true,
+                             largest);
+            while (second.Next(nullptr)) {
+            }
+            largest = second.Largest();
+        }
+        m_reading.factor = largest > kFractionCeiling ? 1.0 : 100.0;
+        m_reading.exponent10 = PowerOfTen(m_reading.factor);
+        m_why << "judged from the values: the largest is " << largest
+              << (m_reading.factor == 1.0 ? " (above " : " (not above ") << kFractionCeiling << ")";
+    }
+
+    SaveSetData Header() const {
+        SaveSetData data;
+        data.NumAngles = HasSecond() ? 2 : 1;
+        const std::string* company = Keyword("TINTARA_COMPANY");
+        const std::string* status = Keyword("TINTARA_STATUS");
+        const std::string* instrumentText = Keyword("TINTARA_INSTRUMENT");
+        data.Company = m_options.Company ? *m_options.Company : company ? *company : "";
+        data.Status = m_options.Status ? *m_options.Status : status ? *status : "XXXXXX";
+        int16_t instrument = 0;
+        if (m_options.Instrument) {
+            instrument = *m_options.Instrument;
+        } else if (instrumentText) {
+            double v = 0;
+            if (ParseNumber(*instrumentText, v) && v == std::floor(v) && v >= -32768 && v <= 32767)
+                instrument = static_cast<int16_t>(v);
+        }
+        data.Instrument = instrument;
+        return data;
+    }
+
+    // Row r of the main table and, for two geometries, row r of the second make record r.
+    void ReadRecords(const SaveSetData& header, const ImportSink& sink) {
+        std::unique_ptr<Resampler> resampler;
+        if (!m_spectral.pairs)
+            resampler = std::make_unique<Resampler>(m_spectral.nm);
+        RowReader main(m_text, Main(), m_spectral, resampler.get(), m_reading, false);
+        std::optional<RowReader> second;
+        int64_t made = 0;
+        sink(header, [&](SaveSetRecord& rec) {
+            if (!main.Next(&rec.Curves[0], m_nameColumn, &rec.Name))
+                return false;
+            if (HasSecond()) {
+                // Made after the first main row: with pairs, that row gives the wavelengths.
+                if (!second) {
+                    second.emplace(m_text, m_tables[m_second], m_spectral, main.Used(), m_reading,
+                                   false);
+                }
+                try {
+                    second->Next(&rec.Curves[1]);
+                } catch (const ParseError&) {
+                    // The main table comes first in the file: a fault further down it is the
+                    // first one, and the one to tell.
+                    while (main.Next(nullptr)) {
+                    }
+                    throw;
+                }
+            }
+            ++made;
+            if (m_nameColumn < 0)
+                rec.Name = "Sample " + std::to_string(made);
+            rec.Status = header.Status;
+            rec.Instrument = header.Instrument;
+            return true;
+        });
+        m_records = made;
+        m_interpolation = main.Used() ? ResamplingWords(main.Used()->Used()) : std::string();
+    }
+
+    void FillReport(const SaveSetData& header, ImportReport& report) {
+        const Table& main = Main();
+        report.Notes = std::move(m_notes);
+        report.NameField = m_nameField;
+        report.SheetType = main.sheetType.empty() ? m_tables.front().sheetType : main.sheetType;
+        report.Records = static_cast<int>(m_records);
+        report.Angles = header.NumAngles;
+        report.SpectralFields = m_spectral.names;
+        report.Layout = m_spectral.pairs
+                            ? "SPECTRAL_NM / " + Upper(main.fields[m_spectral.column[0]]) +
+                                  " pairs (wavelength, value)"
+                            : "one field per wavelength";
+        report.WavelengthSource = m_spectral.wavelengthSource;
+        report.FirstNm = m_spectral.nm.front();
+        report.LastNm = m_spectral.nm.back();
+        report.StepNm = m_spectral.step;
+        report.Factor = m_reading.factor;
+        report.Percent = m_reading.factor == 1.0;
+        report.ScaleReason = m_why.str();
+        report.DecimalComma = m_reading.decimalComma;
+        report.Resampled =
+            !(m_spectral.nm.size() == kPointCount && std::fabs(report.FirstNm - kFirstNm) < 1e-9 &&
+              std::fabs(report.StepNm - kStepNm) < 1e-9);
+        report.Interpolation = m_interpolation;
+        report.ExtendedBelow = report.FirstNm > kFirstNm + 1e-9;
+        report.ExtendedAbove = report.LastNm < kLastNm - 1e-9;
+    }
+
+    Text m_text;
+    const std::string& m_source;
+    const ImportOptions& m_options;
+    std::vector<std::string> m_notes;
+    std::vector<Table> m_tables;
+    std::size_t m_primary = 0;
+    std::size_t m_second = 0;
+    SpectralLayout m_spectral;
+    ValueReading m_reading;
+    int m_nameColumn = -1;
+    std::string m_nameField;
+    std::ostringstream m_why;
+    int64_t m_records = 0;
+    std::string m_interpolation;
+};
+
+}  // namespace
+
+void ImportCgats(std::istream& in, const std::string& sourceName, const ImportSink& sink,
+                 const ImportOptions& options, ImportReport* report) {
+    CgatsImport(in, sourceName, options).Run(sink, report);
+}
+
+SaveSetData ImportCgats(std::istream& in, const std::string& sourceName,
+                        const ImportOptions& options, ImportReport* report) {
+    SaveSetData data;
+    ImportCgats(
+        in, sourceName,
+        [&](const SaveSetData& header, const SaveSetRecordSource& next) {
+            data = header;
+            SaveSetRecord rec;
+            while (next(rec))
+                data.Records.push_back(std::move(rec));
+        },
+        options, report);
     return data;
 }
 
@@ -1370,137 +1595,6 @@ std::vector<std::string> ImportReport::Lines() const {
                   (Angles == 2 ? " (the second geometry read as angle position 1, SCE)" : ""));
     for (const std::string& n : Notes)
         out.push_back("Note: " + n);
-    return out;
-}
-
-// ---- export -------------------------------------------------------------------------------------
-
-namespace {
-
-// A CGATS string has no escapes: a text holding double quotes is written in single quotes, which
-// the importer reads alike, so it comes back as it was. Line breaks cannot travel in a line.
-std::string Quote(const std::string& s) {
-    const bool hasDouble = s.find('"') != std::string::npos;
-    const char quote = hasDouble && s.find('\'') == std::string::npos ? '\'' : '"';
-    std::string q(1, quote);
-    for (char c : s) {
-        if (c == quote)
-            c = '\'';
-        if (c == '\r' || c == '\n' || c == '\0')
-            c = ' ';
-        q.push_back(c);
-    }
-    q.push_back(quote);
-    return q;
-}
-
-void WriteTable(const SaveSetData& data, int angle, std::ostream& out, const ExportOptions& o) {
-    const char* eol = "\r\n";
-    const char geometry = data.Status.size() >= 3 ? data.Status[2] : 'X';
-    std::string what = "angle position " + std::to_string(angle);
-    if (data.NumAngles == 2 || geometry == 'B') {
-        what += angle == 0 ? ", specular included (SCI)" : ", specular excluded (SCE)";
-    } else if (geometry == 'I') {
-        what += ", specular included (SCI)";
-    } else if (geometry == 'E') {
-        what += ", specular excluded (SCE)";
-    }
-    out << "CGATS.17" << eol;
-    out << "ORIGINATOR " << Quote(o.Originator) << eol;
-    out << "DESCRIPTOR " << Quote("Spectral reflectance in percent, " + what) << eol;
-    if (!o.Created.empty())
-        out << "CREATED " << Quote(o.Created) << eol;
-    auto keyword = [&](const char* name, const std::string& value) {
-        out << "KEYWORD \"" << name << "\"" << eol << name << " " << Quote(value) << eol;
-    };
-    keyword("SPECTRAL_NORM", "100");
-    keyword("TINTARA_ANGLE", std::to_string(angle));
-    keyword("TINTARA_INSTRUMENT", std::to_string(data.Instrument));
-    keyword("TINTARA_STATUS", data.Status);
-    keyword("TINTARA_COMPANY", data.Company);
-    out << "NUMBER_OF_FIELDS " << (2 + kPointCount) << eol;
-    out << "BEGIN_DATA_FORMAT" << eol << "SAMPLE_ID SAMPLE_NAME";
-    for (int i = 0; i < kPointCount; ++i) {
-        out << " SPECTRAL_NM" << static_cast<int>(kFirstNm + kStepNm * i);
-    }
-    out << eol << "END_DATA_FORMAT" << eol;
-    out << "NUMBER_OF_SETS " << data.Records.size() << eol;
-    out << "BEGIN_DATA" << eol;
-    std::string line;
-    for (std::size_t r = 0; r < data.Records.size(); ++r) {
-        const SaveSetRecord& rec = data.Records[r];
-        line = std::to_string(r + 1);
-        line += ' ';
-        line += Quote(rec.Name);
-        for (double v : rec.Curves[angle]) {
-            if (!std::isfinite(v)) {
-                throw ComputeError("record " + std::to_string(r + 1) + " (" + rec.Name +
-                                   ") holds a value that is not a number");
-            }
-            line += ' ';
-            if (o.Decimals < 0) {
-                line += FormatDecimal(v);
-            } else {
-                char buffer[400];
-                const auto r = std::to_chars(buffer, buffer + sizeof buffer, v,
-                                             std::chars_format::fixed, o.Decimals);
-                line.append(buffer, r.ptr);
-                if (o.Decimals == 0)
-                    line += ".0";
-            }
-        }
-        line += eol;
-        out << line;
-    }
-    out << "END_DATA" << eol;
-}
-
-}  // namespace
-
-void ExportCgats(const SaveSetData& data, std::ostream& out, const ExportOptions& options) {
-    const int angles = std::clamp<int>(data.NumAngles, 1, kMaxAngles);
-    for (int a = 0; a < angles; ++a) {
-        if (a > 0)
-            out << "\r\n";
-        WriteTable(data, a, out, options);
-    }
-}
-
-void ExportCgats(const SaveSetData& data, const std::filesystem::path& file,
-                 const ExportOptions& options) {
-    WriteFileAtomically(file, [&](std::ostream& out) { ExportCgats(data, out, options); });
-}
-
-std::string FormatDecimal(double v, int exponent10) {
-    char buffer[64];
-    const auto r = std::to_chars(buffer, buffer + sizeof buffer, v, std::chars_format::scientific);
-    const std::string_view text(buffer, static_cast<std::size_t>(r.ptr - buffer));
-    const std::size_t e = text.find('e');
-    if (!std::isfinite(v) || e == std::string_view::npos)
-        return std::string(text);
-    // text is [-]d[.ddd]e[+-]xx: the digits, and the power of ten of the first one.
-    std::string out = v < 0 ? "-" : "";
-    std::string digits;
-    for (const char c : text.substr(0, e)) {
-        if (IsDigit(c))
-            digits.push_back(c);
-    }
-    int exponent = 0;
-    std::string_view power = text.substr(e + 1);
-    if (!power.empty() && power.front() == '+')
-        power.remove_prefix(1);
-    std::from_chars(power.data(), power.data() + power.size(), exponent);
-    exponent += exponent10;
-    if (exponent < 0) {
-        out += "0." + std::string(static_cast<std::size_t>(-exponent - 1), '0') + digits;
-    } else {
-        const std::size_t whole = static_cast<std::size_t>(exponent) + 1;
-        if (digits.size() <= whole) {
-            out += digits + std::string(whole - digits.size(), '0') + ".0";
-        } else {
-            out += digits.substr(0, whole) + "." + digits.substr(whole);
-        }
-    }
     return out;
 }
 
