@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "LargeFandeck.h"
+#include "app/FandeckCompare.h"
 #include "engine/ProfileSequence.h"
 #include "engine/Utility.h"
 #include "files/CCFReadWrite.h"
@@ -58,7 +59,7 @@ void ReadConvertAndCompare(GlobalVariables& ws, RWSaveSet& saveSets, Utility& ut
     if (saveSets.ReadFandeckandBuildCorrelatedData(f.target.string()) !=
         RWSaveSet::kCorrelationDone)
         throw std::runtime_error(saveSets.LastError());
-    utility.ProcessCorrelatedDeltas();
+    CompareFandecks(ws, utility);
 }
 
 // Read both fandecks, correct the Target with the coefficient file, compute the deltas of every
@@ -98,7 +99,7 @@ void BM_CorrelatedDeltas100k(benchmark::State& state) {
     Utility utility(ws);
     ReadConvertAndCompare(ws, saveSets, utility, f);
     for (auto _ : state) {
-        utility.ProcessCorrelatedDeltas();
+        CompareFandecks(ws, utility);
         benchmark::DoNotOptimize(ws.SampleDeltas(kRecords, 7));
     }
     state.SetItemsProcessed(state.iterations() * kRecords);

@@ -3,6 +3,7 @@
 #include <exception>
 #include <filesystem>
 
+#include "app/FandeckCompare.h"
 #include "app/FileChecks.h"
 #include "app/ProfilerCommands.h"
 #include "report/PrintPerformance.h"
@@ -91,7 +92,7 @@ void ProfilerCommands::SaveCorrelatedFandeck_Click() {
         // Only a file the user chose now is written; a cancelled dialog writes nothing.
         if (file.empty())
             return;
-        if (!m_ws.CorrelatedFandeckReady || m_ws.CorrelatedFandeckReflectance.Records() == 0) {
+        if (!m_ws.CorrelatedFandeckReady || m_ws.ConvertedRecordCount == 0) {
             Message("Data Error",
                     "There is no Correlated Fandeck data to save - convert a fandeck first");
             return;
@@ -113,8 +114,7 @@ void ProfilerCommands::GenerateConvData_Click() {
                 SetStatus(StatusBarId::FileStatusBar, 2,
                           "Target SaveSet is " + FileTitle(m_ws.TargetSaveSetFile) +
                               " - Converted with " + FileTitle(m_ws.CoefficientFile) + " (" +
-                              std::to_string(m_ws.CorrelatedFandeckReflectance.Records()) +
-                              " records)");
+                              std::to_string(m_ws.ConvertedRecordCount) + " records)");
             } else if (result == kInstrumentMismatch) {
                 const ProfileInstruments profile = ProfileInstrumentTypes();
                 Message("Instuments do NOT Match",
@@ -151,7 +151,7 @@ void ProfilerCommands::GenerateCSS_Click() {
             return;
         }
         if (result == kConversionDone && m_ws.MasterSaveSetLoaded && m_ws.CorrelatedFandeckReady) {
-            m_utility.ProcessCorrelatedDeltas();
+            CompareFandecks(m_ws, m_utility);
             m_ws.PerformanceDataReady = true;
             m_paint.Window = m_ui.WindowArea();
             m_paint.BuildEmptyCompareGrid(m_ws.SampleCount + 2);

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "engine/Utility.h"
+#include "files/FandeckFile.h"
 #include "report/ValidationReport.h"
 #include "workspace/Error.h"
 
@@ -21,15 +22,22 @@ ValidationResult ValidateComparison(const GlobalVariables& ws, Geometry geometry
     const auto g = static_cast<std::size_t>(geometry);
     if (!pairing.Compared[g])
         throw Error(std::string("The comparison holds no ") + GeometryName(geometry) + " data");
-    std::vector<ValidationPair> pairs;
-    pairs.reserve(pairing.Samples);
-    for (std::size_t s = 0; s < pairing.Samples; ++s) {
-        pairs.push_back({s < ws.SampleNames.size() ? ws.SampleNames[s] : std::to_string(s + 1),
-                         ws.MasterFandeckReflectance.Curve(s, pairing.MasterPosition[g]),
-                         ws.TargetFandeckReflectance.Curve(s, pairing.TargetPosition[g]),
-                         pairing.Corrected->Curve(s, pairing.TargetPosition[g])});
-    }
-    return Validate(pairs, ws.ColorSpace, ws.SingleSampleTolerance);
+    ComparisonReader reader(ws, pairing);
+    const auto& masterAt = pairing.MasterPosition;
+    const auto& targetAt = pairing.TargetPosition;
+    std::size_t s = 0;
+    FandeckSample sample;
+    return Validate(
+        [&](ValidationPair& pair) {
+            if (s == pairing.Samples || !reader.Next(sample))
+                return false;
+            pair = {s < ws.SampleNames.size() ? ws.SampleNames[s] : std::to_string(s + 1),
+                    sample.Master[masterAt[g]], sample.Target[targetAt[g]],
+                    sample.Corrected[targetAt[g]]};
+            ++s;
+            return true;
+        },
+        ws.ColorSpace, ws.SingleSampleTolerance);
 }
 
 void RequireCoefficients(const std::string& coefficientFile, Geometry geometry) {

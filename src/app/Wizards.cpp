@@ -1,4 +1,5 @@
 // The three wizards: guided sequences of the menu commands, one explanatory step before each.
+#include "app/FandeckCompare.h"
 #include "app/HeaderDialogs.h"
 #include "app/ProfilerCommands.h"
 #include "workspace/Error.h"
@@ -191,11 +192,11 @@ void ProfilerCommands::WizardPerformance_Click() {
     }
 
     // Both fandecks read, record for record.
-    const std::size_t masterRecords = m_ws.MasterFandeckReflectance.Records();
-    const std::size_t targetRecords = m_ws.TargetFandeckReflectance.Records();
+    const int32_t masterRecords = m_ws.MasterFandeck.RecordCount;
+    const int32_t targetRecords = m_ws.TargetFandeck.RecordCount;
     if (targetRead && masterRecords > 0 && masterRecords == targetRecords) {
         Guarded([&] {
-            m_utility.ProcessCorrelatedDeltas();
+            CompareFandecks(m_ws, m_utility);
             m_paint.Window = m_ui.WindowArea();
             m_paint.BuildEmptyPerformanceGrid(m_ws.SampleCount + 2);
             m_ws.PerformanceDataReady = true;

@@ -11,7 +11,7 @@
 #include "cli/CliUserInterface.h"
 #include "cli/Commands.h"
 #include "cli/PdfOutput.h"
-#include "files/FandeckCompare.h"
+#include "app/FandeckCompare.h"
 #include "workspace/Error.h"
 #include "workspace/StatusCode.h"
 

@@ -32,9 +32,8 @@ int RunConvert(const Arguments& arguments, CommandContext& context) {
 
     const GlobalVariables& ws = session.ws;
     const int16_t angles = ws.TargetFandeck.AngleCount;
-    context.out << "Converted " << ws.CorrelatedFandeckReflectance.Records() << " records ("
-                << angles << (angles == 1 ? " angle" : " angles") << ") of " << in << " into "
-                << out << "\n";
+    context.out << "Converted " << ws.ConvertedRecordCount << " records (" << angles
+                << (angles == 1 ? " angle" : " angles") << ") of " << in << " into " << out << "\n";
     return 0;
 }
 

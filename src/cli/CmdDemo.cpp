@@ -8,13 +8,13 @@
 #include <string>
 #include <vector>
 
+#include "app/FandeckCompare.h"
 #include "cli/Args.h"
 #include "cli/CliUserInterface.h"
 #include "cli/Commands.h"
 #include "cli/PdfOutput.h"
 #include "engine/ProfileSequence.h"
 #include "files/DemoData.h"
-#include "files/FandeckCompare.h"
 #include "files/SaveSetData.h"
 #include "report/CompareReport.h"
 #include "workspace/Error.h"
@@ -155,7 +155,7 @@ void ConvertTargetFandeck(DemoRun& run) {
     session.Run(C::GenerateConvData, [](auto& s) { return !s.commands.ConversionFailed(); });
     session.Run(C::SaveCorrelatedFandeck,
                 [](auto& s) { return std::filesystem::exists(s.ws.CorrelatedSaveSetFile); });
-    run.context.out << "  " << session.ws.CorrelatedFandeckReflectance.Records() << " records of "
+    run.context.out << "  " << session.ws.ConvertedRecordCount << " records of "
                     << run.targetFandeck.filename().string() << " corrected into "
                     << run.correlatedFandeck.filename().string() << "\n";
 }

@@ -28,17 +28,28 @@ enum class WavelengthSearchMode {
 // fandecks and FandeckRecordCount); per geometry (0 SCI, 1 SCE) whether it is compared and at which
 // angle position each fandeck holds it. Both geometries for a two-angle Master, else the one its
 // status names (third character "I": SCI), read from position 0 of the Master and from the
-// Target's matching position when it has a second one. Corrected is the corrected Target when a
-// conversion made one for at least as many records (Converted), else the Target itself.
+// Target's matching position when it has a second one. Converted: the corrected Target is the
+// conversion in the workspace (made from this Target fandeck, for at least as many records);
+// otherwise it is the Target itself.
 struct FandeckPairing {
     std::size_t Samples = 0;
     std::array<bool, 2> Compared{};
     std::array<std::size_t, 2> MasterPosition{0, 1};
     std::array<std::size_t, 2> TargetPosition{0, 1};
     bool Converted = false;
-    const FandeckCurves* Corrected = nullptr;
 };
 FandeckPairing PairFandeckCurves(const GlobalVariables& ws);
+
+// One sample of a comparison as it is read: the Master's name and, per angle position (0, 1), the
+// Master curve, the Target curve and the corrected Target curve (40 points each; a position the
+// fandeck does not hold is all zero). Borrowed until the next call of the source.
+struct FandeckSample {
+    const std::string* Name = nullptr;
+    std::array<const double*, 2> Master{}, Target{}, Corrected{};
+};
+// Supplies the samples of a comparison one per call: fills `sample` and returns true, or false
+// after the last. May throw (a file that cannot be read).
+using FandeckSampleSource = std::function<bool(FandeckSample& sample)>;
 
 // Works in place on the workspace it is given; procedures take no arguments beyond the tile or
 // wavelength of the single-tile steps and communicate only through the workspace. Every loop over
@@ -78,7 +89,10 @@ class Utility {
 
     // ---- fandeck comparison (UtilityFandeck.cpp) ----
     void AllocateFandeckArrays();
-    void ProcessCorrelatedDeltas();
+    // Fills SampleNames, SampleDeltas and SampleCount from the samples `next` supplies in file
+    // order (as PairFandeckCurves pairs them). On any failure the comparison is emptied
+    // (SampleCount 0, PerformanceDataReady false) and the exception passes on.
+    void ProcessCorrelatedDeltas(const FandeckSampleSource& next);
 
     GlobalVariables& Workspace() { return m_ws; }
     ProgressSink& Progress() { return m_progress; }

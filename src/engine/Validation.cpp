@@ -97,14 +97,27 @@ void Summarise(const std::vector<ValidationSample>& samples, bool after, double 
 
 ValidationResult Validate(std::span<const ValidationPair> pairs, int16_t colorSpace,
                           double singleSampleLimit) {
+    std::size_t next = 0;
+    return Validate(
+        [&](ValidationPair& pair) {
+            if (next == pairs.size())
+                return false;
+            pair = pairs[next++];
+            return true;
+        },
+        colorSpace, singleSampleLimit);
+}
+
+ValidationResult Validate(const ValidationPairSource& next, int16_t colorSpace,
+                          double singleSampleLimit) {
     ValidationResult result;
     result.ColorSpace = colorSpace;
     result.SingleSampleLimit = singleSampleLimit;
-    result.Samples.reserve(pairs.size());
     ColorMatch plm;
     plm.SetColorSpace(colorSpace);
     std::array<double, kPointCount> sumBefore{}, sumAfter{}, squaresBefore{}, squaresAfter{};
-    for (const ValidationPair& pair : pairs) {
+    ValidationPair pair;
+    while (next(pair)) {
         try {
             plm.SetStandardSpectrum(std::span<const double>(pair.Master, kPointCount));
             result.Samples.push_back(
@@ -123,8 +136,8 @@ ValidationResult Validate(std::span<const ValidationPair> pairs, int16_t colorSp
     }
     Summarise(result.Samples, false, singleSampleLimit, result.Before);
     Summarise(result.Samples, true, singleSampleLimit, result.After);
-    if (!pairs.empty()) {
-        const double n = static_cast<double>(pairs.size());
+    if (!result.Samples.empty()) {
+        const double n = static_cast<double>(result.Samples.size());
         for (int w = 0; w < kPointCount; ++w) {
             result.Before.SpectralMean[w] = sumBefore[w] / n;
             result.Before.SpectralRms[w] = std::sqrt(squaresBefore[w] / n);

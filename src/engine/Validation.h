@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 #include <vector>
@@ -77,6 +78,11 @@ struct ValidationResult {
 // after correction; ShareWithin uses `singleSampleLimit` for both DE and CIEDE2000. Throws Error
 // for a curve that is not finite, naming the sample.
 ValidationResult Validate(std::span<const ValidationPair> pairs, int16_t colorSpace,
+                          double singleSampleLimit);
+// The same for pairs read one at a time: `next` fills the pair (its curves borrowed until the next
+// call) and returns true, or false after the last. Only the per-sample differences are kept.
+using ValidationPairSource = std::function<bool(ValidationPair& pair)>;
+ValidationResult Validate(const ValidationPairSource& next, int16_t colorSpace,
                           double singleSampleLimit);
 
 // The indices of the `count` largest values, largest first; equal values keep input order.

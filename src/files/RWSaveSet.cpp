@@ -2,9 +2,12 @@
 
 #include <cstdio>
 #include <ctime>
+#include <fstream>
 #include <system_error>
+#include <vector>
 
 #include "workspace/Error.h"
+#include "workspace/WriteFile.h"
 
 namespace tintara {
 
@@ -17,8 +20,6 @@ constexpr int16_t kBothGeometryInstrument = 173;  // Macbeth XTS
 
 constexpr const char* kResultCompany = "Pellucidane,Inc";
 constexpr const char* kResultStatus = "CRE";
-constexpr const char* kCorrelatedCompany = "Pellucidane Profiled Data";
-constexpr const char* kCorrelatedNotes = "This Data has been profiled to a ";
 
 bool IsTileSetSize(int32_t count) {
     return count == 32 || count == 48 || count == 28 || count == 16;
@@ -239,73 +240,68 @@ bool RWSaveSet::ReadTargetFandeck() {
     return ReadFandeck(m_ws.TargetSaveSetFile, false);
 }
 
-void RWSaveSet::KeepFandeckHeader(const std::array<int16_t, 3>& angleTypes) {
-    m_fandeckAngleTypes = angleTypes;
-    // Illuminants and CMC factors travel with the copy but are not part of the readers' calls.
-    m_fandeckIlluminants = m_library.Data().Illuminants;
-    m_fandeckCMCFactors = m_library.Data().CMCFactors;
+void RWSaveSet::ReadFandeckIdentity(GlobalVariables::FandeckIdentity& identity,
+                                    FandeckRecords& records) {
+    const SaveSetData& header = records.Header();
+    identity.AngleCount = header.NumAngles;
+    identity.RecordCount = static_cast<int32_t>(records.RecordCount());
+    identity.Company = header.Company;
+    RemoveNull(identity.Company);
+    identity.AngleTypes = header.AngleTypes;
+    identity.Illuminants = header.Illuminants;
+    identity.CMCFactors = header.CMCFactors;
+    // The instrument, status and texts are the last record's, as for tile sets.
+    SaveSetRecord last;
+    records.Read(records.RecordCount() - 1, last);
+    identity.InstrumentID = last.Instrument;
+    identity.Status = last.Status.empty() ? header.Status : last.Status;
+    RemoveNull(identity.Status);
+    m_sensors.FindInstrument(identity.InstrumentID, identity.Type);
+    identity.Serial = last.System;
+    identity.Operator = last.Notes;
+    identity.TileSet = last.Name2;
+    RemoveNull(identity.Serial);
+    RemoveNull(identity.Operator);
+    RemoveNull(identity.TileSet);
+}
+
+void RWSaveSet::KeepFandeck(GlobalVariables::FandeckIdentity identity, bool IsMaster) {
+    m_ws.RecordCompany = identity.Company;
+    m_ws.RecordTileSetSerial = identity.TileSet;
+    m_ws.RecordSerial = identity.Serial;
+    m_ws.RecordOperator = identity.Operator;
+    m_ws.FandeckRecordCount = identity.RecordCount;
+    m_ws.FandeckAngleCount = identity.AngleCount;
+    m_ws.SampleCount = identity.RecordCount;
+    (IsMaster ? m_masterFandeckAngles : m_targetFandeckAngles) = identity.AngleCount;
+    // The fandeck's identity is its own: the tile sets' instrument and status stay as they are.
+    (IsMaster ? m_ws.MasterFandeck : m_ws.TargetFandeck) = std::move(identity);
 }
 
 bool RWSaveSet::ReadFandeck(const std::string& file, bool IsMaster) {
-    if (!OpenWithRecords(file)) {
+    m_lastError.clear();
+    try {
+        GlobalVariables::FandeckIdentity identity;
+        identity.File = file;
+        StampFandeck(identity);
+        FandeckRecords records{std::filesystem::path(file)};
+        m_recordCount = static_cast<int32_t>(records.RecordCount());
+        if (m_recordCount == 0) {
+            m_lastError = file + ": the save set holds no records";
+            m_ws.LastResult = kFalse;
+            return false;
+        }
+        ReadFandeckIdentity(identity, records);
+        // Every record once: a damaged one is refused now, as when the curves were held, and the
+        // comparison learns whether the second angle position is in use.
+        ReadThrough(identity, records);
+        KeepFandeck(std::move(identity), IsMaster);
+    } catch (const std::exception& error) {
+        m_lastError = error.what();
         m_ws.LastResult = kFalse;
         return false;
     }
-    const SetHeader header = ReadSetHeader();
-    const int16_t angles = header.Angles;
-    KeepFandeckHeader(header.AngleTypes);
-
-    const auto records = static_cast<std::size_t>(m_recordCount);
-    FandeckCurves& curves =
-        IsMaster ? m_ws.MasterFandeckReflectance : m_ws.TargetFandeckReflectance;
-    curves.Resize(records, kMaxAngles);
-    std::vector<std::string> names(records);
-    std::string name2, system, notes, status, type;
-    int16_t id = 0;
-    for (std::size_t r = 0; r < records; ++r) {
-        m_library.SS_RecallRecord(static_cast<int32_t>(r));
-        m_library.SS_GetName2(name2);
-        m_library.SS_GetSystem(system);
-        m_library.SS_GetNotes(notes);
-        id = m_library.SS_GetInstrument();
-        m_ws.LastResult = Result(m_library.SS_GetStatus(status));
-        m_library.SS_GetName(names[r]);
-        RemoveNull(names[r]);
-        for (int16_t a = 0; a < angles && a < kMaxAngles; ++a) {
-            m_library.SS_GetReflectance(a, curves.Curve(r, static_cast<std::size_t>(a)),
-                                        kPointCount);
-        }
-    }
-    m_ws.LastResult = Result(m_library.SS_Close());
-
-    // The last record's texts, as for tile sets.
-    RemoveNull(name2);
-    RemoveNull(system);
-    RemoveNull(notes);
-    RemoveNull(status);
-    m_sensors.FindInstrument(id, type);
-    m_ws.RecordCompany = header.Company;
-    m_ws.RecordTileSetSerial = name2;
-    m_ws.RecordSerial = system;
-    m_ws.RecordOperator = notes;
-    // The fandeck's identity is its own: the tile sets' instrument and status stay as they are.
-    GlobalVariables::FandeckIdentity& identity = IsMaster ? m_ws.MasterFandeck : m_ws.TargetFandeck;
-    identity.File = file;
-    identity.InstrumentID = id;
-    identity.Type = type;
-    identity.Status = status;
-    identity.AngleCount = angles;
-    identity.Names = names;
-    identity.Company = header.Company;
-    identity.Serial = system;
-    identity.Operator = notes;
-    identity.TileSet = name2;
-    (IsMaster ? m_masterFandeckAngles : m_targetFandeckAngles) = angles;
-
-    m_ws.FandeckNames = std::move(names);
-    m_ws.FandeckRecordCount = m_recordCount;
-    m_ws.FandeckAngleCount = angles;
-    m_ws.SampleCount = m_recordCount;
+    m_ws.LastResult = kTrue;
     return true;
 }
 
@@ -367,64 +363,35 @@ void RWSaveSet::WriteSaveSetResults() {
 
 void RWSaveSet::WriteCorrelatedResults() {
     m_lastError.clear();
-    // The converted fandeck's own identity, whatever was opened since.
-    const GlobalVariables::FandeckIdentity& source = m_ws.TargetFandeck;
-    std::string status = source.Status;
-    if (status.size() >= 2)
-        status[1] = 'P';
-    // The Master the coefficient file profiles to, whatever tile sets are loaded.
-    const std::string notes =
-        kCorrelatedNotes +
-        (m_corrector.Loaded() ? m_sensors.FindInstrument(m_corrector.Contents().Master.InstrumentID)
-                              : m_ws.MasterType);
-    const FandeckCurves& corrected = m_ws.CorrelatedFandeckReflectance;
-
-    m_library.SS_SetVersion(5);
-    m_library.SS_SetFileType(0);
-    if (m_library.SS_New(source.AngleCount, ".WSV") == 0) {
-        m_lastError = m_library.SS_GetIOError();
-        throw IoError((m_ws.CorrelatedSaveSetFile.empty() ? std::string("the correlated fandeck")
-                                                          : m_ws.CorrelatedSaveSetFile) +
-                      ": cannot be written: " + m_lastError);
+    const fs::path target = OutputPath(m_ws.CorrelatedSaveSetFile);
+    const std::string name = m_ws.CorrelatedSaveSetFile.empty()
+                                 ? std::string("the correlated fandeck")
+                                 : m_ws.CorrelatedSaveSetFile;
+    if (m_ws.ConvertedCurvesFile.empty()) {
+        m_lastError = name + ": cannot be written: no fandeck has been converted";
+        throw IoError(m_lastError);
     }
-    m_library.SS_SetAngleTypes(m_fandeckAngleTypes);
-    m_library.SS_SetAngleTypes(m_fandeckAngleTypes);
-    m_library.SS_SetIlluminants(m_fandeckIlluminants);
-    m_library.SS_SetCMCFactors(m_fandeckCMCFactors);
-    m_library.SS_SetColorSpace(1);
-    m_library.SS_SetObserver(1);
-    m_library.SS_SetWarningLevel(0.75);
-    m_library.SS_SetCompany(kCorrelatedCompany);
-    m_library.SS_SetStatus(status);
-    m_library.SS_SetInstrument(source.InstrumentID);
-
-    // The record count is the extent of the corrected curves themselves.
-    const std::size_t records = corrected.Records();
-    std::array<double, kPointCount> curve{};
-    for (std::size_t r = 0; r < records; ++r) {
-        m_library.SS_SetName(r < source.Names.size() ? source.Names[r] : std::string());
-        for (int16_t angle = 0; angle < kMaxAngles; ++angle) {
-            if (static_cast<std::size_t>(angle) < corrected.Angles()) {
-                const double* source = corrected.Curve(r, static_cast<std::size_t>(angle));
-                for (int p = 0; p < kPointCount; ++p)
-                    curve[p] = source[p];
-            } else {
-                curve.fill(0.0);
+    try {
+        // The conversion is the correlated fandeck already: copied as it stands, in blocks.
+        std::ifstream in(m_ws.ConvertedCurvesFile, std::ios::binary);
+        if (!in)
+            throw IoError(name +
+                          ": cannot be written: the converted fandeck in the temporary "
+                          "folder is gone; convert the fandeck again");
+        WriteFileAtomically(target, [&](std::ostream& out) {
+            std::vector<char> block(1 << 20);
+            while (in) {
+                in.read(block.data(), static_cast<std::streamsize>(block.size()));
+                out.write(block.data(), in.gcount());
             }
-            m_library.SS_SetReflectance(angle, curve.data(), kPointCount);
-        }
-        m_library.SS_SetName2("");
-        m_library.SS_SetSystem("");
-        m_library.SS_SetTime(0);
-        m_library.SS_SetNotes(notes);
-        m_library.SS_AddRecord();
-    }
-    const bool saved = m_library.SS_Save(OutputPath(m_ws.CorrelatedSaveSetFile).string()) != 0;
-    const std::string reason = m_library.SS_GetIOError();
-    m_library.SS_Close();
-    if (!saved) {
-        m_lastError = reason;
-        throw IoError(reason);
+            if (in.bad())
+                throw IoError(name +
+                              ": cannot be written: the converted fandeck in the "
+                              "temporary folder cannot be read");
+        });
+    } catch (const std::exception& error) {
+        m_lastError = error.what();
+        throw;
     }
 }
 

@@ -9,6 +9,7 @@
 #include <functional>
 #include <string>
 
+#include "files/FandeckFile.h"
 #include "files/ProfileCorrector.h"
 #include "files/SaveSetLibrary.h"
 #include "workspace/GlobalVariables.h"
@@ -58,14 +59,14 @@ class RWSaveSet {
     // Cuts a text at its first character of code 0.
     static void RemoveNull(std::string& text);
 
-    // Read the fandeck named by MasterSaveSetFile / TargetSaveSetFile into
-    // MasterFandeckReflectance / TargetFandeckReflectance (all records, both angle positions; a
-    // position the set does not hold stays zero), with that side's instrument ID, type and status
-    // (as stored: a fandeck keeps both geometries, so "B" is not resolved). The fandeck read last
-    // sets FandeckNames, FandeckRecordCount, FandeckAngleCount and SampleCount, and its header
-    // (angle types, illuminants, CMC factors) is kept for WriteCorrelatedResults. Return false,
-    // with LastResult kFalse and the reason in LastError(), when the file cannot be read or holds
-    // no records; the workspace is then unchanged.
+    // Read the fandeck named by MasterSaveSetFile / TargetSaveSetFile into that side's identity
+    // (MasterFandeck / TargetFandeck): file, stamp, record and angle counts, header, and the
+    // instrument ID, type and status of its last record (as stored: a fandeck keeps both
+    // geometries, so "B" is not resolved). Every record is read once, so a damaged file is refused
+    // now, but no curve is kept: they are read from the file again when used. The fandeck read
+    // last sets FandeckRecordCount, FandeckAngleCount and SampleCount. Return false, with
+    // LastResult kFalse and the reason in LastError(), when the file cannot be read or holds no
+    // records; the workspace is then unchanged.
     bool ReadMasterFandeck();
     bool ReadTargetFandeck();
 
@@ -75,10 +76,11 @@ class RWSaveSet {
     // (files already written stay; the failed one keeps any earlier version).
     void WriteSaveSetResults();
 
-    // Writes CorrelatedFandeckReflectance as the correlated fandeck CorrelatedSaveSetFile (a
-    // relative name is taken in the output folder): both angle positions of every record, names
-    // from FandeckNames, status TargetStatus with "P" as second character. Throws IoError when it
-    // cannot be written.
+    // Writes the conversion in hand (ConvertedCurvesFile) as the correlated fandeck
+    // CorrelatedSaveSetFile (a relative name is taken in the output folder), byte for byte as the
+    // conversion made it: both angle positions of every record, the Target fandeck's names,
+    // status TargetStatus with "P" as second character. Throws IoError when there is no
+    // conversion or the file cannot be written (an earlier file of that name is then kept).
     void WriteCorrelatedResults();
 
     // Folder for files named without one (the result save sets, a relative correlated file name);
@@ -106,6 +108,11 @@ class RWSaveSet {
 
   protected:
     bool ReadFandeck(const std::string& file, bool IsMaster);
+    // Fills the identity of an open fandeck (File and stamp already set) from its header and last
+    // record; the second angle position is not looked at yet.
+    void ReadFandeckIdentity(GlobalVariables::FandeckIdentity& identity, FandeckRecords& records);
+    // Makes `identity` that side's fandeck: the workspace fields a fandeck read sets.
+    void KeepFandeck(GlobalVariables::FandeckIdentity identity, bool IsMaster);
     // Opens the save set and takes its record count; false, with the reason in LastError() and
     // the save set closed, when it cannot be opened or holds no records.
     bool OpenWithRecords(const std::string& file);
@@ -117,8 +124,6 @@ class RWSaveSet {
         std::string Company;
     };
     SetHeader ReadSetHeader();
-    // Keeps the open save set's angle types, illuminants and CMC factors for the correlated copy.
-    void KeepFandeckHeader(const std::array<int16_t, 3>& angleTypes);
     std::filesystem::path OutputPath(const std::string& name) const;
     static int16_t Result(int16_t libraryResult) { return libraryResult != 0 ? kTrue : kFalse; }
 
@@ -129,11 +134,6 @@ class RWSaveSet {
     DateFormatter m_dateFormatter = &RWSaveSet::HostDateText;
     std::string m_lastError;
     int32_t m_recordCount = 0;
-
-    // Header of the fandeck last read, copied into the correlated fandeck.
-    std::array<int16_t, 3> m_fandeckAngleTypes{kAngleTypeSCI, kAngleTypeSCE, kAngleTypeNone};
-    std::array<int16_t, 3> m_fandeckIlluminants{kIlluminantD65, kIlluminantA, kIlluminantF11};
-    std::array<double, 4> m_fandeckCMCFactors{1.0, 1.0, 1.0, 1.0};
     // Angle positions of the Master and Target fandecks last read (0 before any).
     int16_t m_masterFandeckAngles = 0;
     int16_t m_targetFandeckAngles = 0;
@@ -153,17 +153,21 @@ class RWSaveSet {
     // IoError when the file cannot be read; the object keeps the file it had.
     void ReadProfileCoefficients();
 
-    // Reads the Target fandeck `file` (as ReadTargetFandeck) and corrects every record with the
-    // coefficient file CoefficientFile into CorrelatedFandeckReflectance: angle position 0 with
-    // the SCI block and 1 with the SCE block (a one-angle fandeck: position 0 with the geometry
-    // of its status, third character "I" or "B" SCI, else SCE; the position it does not hold
-    // stays zero). A block flagged "False" is not applied: those curves are copied unchanged and
-    // CorrelationWarning() names the geometry the file lacks. Returns kCorrelationDone and sets
-    // ConversionDone and CorrelatedFandeckReady; kCorrelationRecordMismatch when a Master fandeck
-    // is loaded (MasterSaveSetLoaded) with another record count; kCorrelationInstrumentMismatch
-    // when the fandeck's instrument is not the file's Target instrument;
-    // kCorrelationUnreadable when the coefficient file or the fandeck cannot be read. Reports one
-    // progress step per record; allocates nothing per record beyond the record names.
+    // Reads the Target fandeck `file` (its identity as ReadTargetFandeck) and corrects every
+    // record with the coefficient file CoefficientFile, streaming them into a save set in the
+    // temporary folder (ConvertedCurvesFile, ConvertedRecordCount; removed with this object or
+    // the next conversion), which is the correlated fandeck as WriteCorrelatedResults saves it:
+    // angle position 0 corrected with the SCI block and 1 with the SCE block (a one-angle
+    // fandeck: position 0 with the geometry of its status, third character "I" or "B" SCI, else
+    // SCE; the position it does not hold stays zero). A block flagged "False" is not applied:
+    // those curves are copied unchanged and CorrelationWarning() names the geometry the file
+    // lacks. Returns kCorrelationDone and sets ConversionDone and CorrelatedFandeckReady;
+    // kCorrelationRecordMismatch when a Master fandeck is loaded (MasterSaveSetLoaded) with
+    // another record count; kCorrelationInstrumentMismatch when the fandeck's instrument is not
+    // the file's Target instrument (the fandeck is then the Target fandeck, the earlier
+    // conversion stays); kCorrelationUnreadable when the coefficient file or the fandeck cannot
+    // be read, or a record cannot be corrected (the workspace is then as it was). Reports
+    // progress per batch of records; allocates nothing per record.
     int16_t ReadFandeckandBuildCorrelatedData(const std::string& file,
                                               ProgressSink& progress = NullProgress());
     // What the last conversion could not do (empty when it applied every geometry it met).
@@ -173,6 +177,7 @@ class RWSaveSet {
   private:
     ProfileCorrector m_corrector;
     std::string m_correlationWarning;
+    TemporaryFile m_converted;
 };
 
 }  // namespace tintara

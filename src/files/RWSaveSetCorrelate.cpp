@@ -1,7 +1,9 @@
 // Fandeck conversion: a Target fandeck corrected record by record with the coefficient file in use.
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <exception>
+#include <optional>
 #include <span>
 
 #include "engine/ColorMatch.h"
@@ -15,6 +17,9 @@ namespace {
 
 // Progress is reported in batches: a report per record would cost more than the correction.
 constexpr std::size_t kProgressBatch = 1024;
+
+constexpr const char* kCorrelatedCompany = "Pellucidane Profiled Data";
+constexpr const char* kCorrelatedNotes = "This Data has been profiled to a ";
 
 const char* GeometryName(Geometry g) {
     return g == Geometry::SCI ? "SCI" : "SCE";
@@ -45,23 +50,51 @@ int16_t RWSaveSet::ReadFandeckandBuildCorrelatedData(const std::string& file,
         m_lastError = e.what();
         return kCorrelationUnreadable;
     }
-    if (!ReadFandeck(file, false))
-        return kCorrelationUnreadable;
 
-    const GlobalVariables::FandeckIdentity& fandeck = m_ws.TargetFandeck;
-    const auto records = fandeck.Names.size();
-    if (m_ws.MasterSaveSetLoaded && m_ws.MasterFandeckReflectance.Records() != records) {
-        m_lastError = file + " holds " + std::to_string(records) +
-                      " records and the Master fandeck " +
-                      std::to_string(m_ws.MasterFandeckReflectance.Records());
-        return kCorrelationRecordMismatch;
+    GlobalVariables::FandeckIdentity fandeck;
+    std::optional<FandeckRecords> fandeckRecords;
+    try {
+        fandeck.File = file;
+        StampFandeck(fandeck);
+        fandeckRecords.emplace(std::filesystem::path(file));
+        m_recordCount = static_cast<int32_t>(fandeckRecords->RecordCount());
+        if (m_recordCount == 0) {
+            m_ws.LastResult = kFalse;
+            m_lastError = file + ": the save set holds no records";
+            return kCorrelationUnreadable;
+        }
+        ReadFandeckIdentity(fandeck, *fandeckRecords);
+    } catch (const std::exception& e) {
+        m_ws.LastResult = kFalse;
+        m_lastError = e.what();
+        return kCorrelationUnreadable;
     }
+    m_ws.LastResult = kTrue;
+
+    const auto records32 = fandeck.RecordCount;
     const CoefficientFileContents& coefficients = m_corrector.Contents();
-    if (fandeck.InstrumentID != coefficients.Target.InstrumentID) {
-        m_lastError = file + " was measured on instrument " + std::to_string(fandeck.InstrumentID) +
-                      ", the coefficient file profiles instrument " +
-                      std::to_string(coefficients.Target.InstrumentID);
-        return kCorrelationInstrumentMismatch;
+    const bool recordMismatch =
+        m_ws.MasterSaveSetLoaded && m_ws.MasterFandeck.RecordCount != records32;
+    if (recordMismatch || fandeck.InstrumentID != coefficients.Target.InstrumentID) {
+        if (recordMismatch) {
+            m_lastError = file + " holds " + std::to_string(records32) +
+                          " records and the Master fandeck " +
+                          std::to_string(m_ws.MasterFandeck.RecordCount);
+        } else {
+            m_lastError = file + " was measured on instrument " +
+                          std::to_string(fandeck.InstrumentID) +
+                          ", the coefficient file profiles instrument " +
+                          std::to_string(coefficients.Target.InstrumentID);
+        }
+        // Not converted, but read: it is the Target fandeck now, as any fandeck read.
+        try {
+            ReadThrough(fandeck, *fandeckRecords);
+        } catch (const std::exception& e) {
+            m_lastError = e.what();
+            return kCorrelationUnreadable;
+        }
+        KeepFandeck(fandeck, false);
+        return recordMismatch ? kCorrelationRecordMismatch : kCorrelationInstrumentMismatch;
     }
 
     // What each angle position holds and whether the file can correct it.
@@ -90,49 +123,92 @@ int16_t RWSaveSet::ReadFandeckandBuildCorrelatedData(const std::string& file,
         }
     }
 
-    const FandeckCurves& target = m_ws.TargetFandeckReflectance;
-    FandeckCurves& corrected = m_ws.CorrelatedFandeckReflectance;
-    corrected.Resize(records, kMaxAngles);
+    // The correlated fandeck's header: the Target fandeck's own, profiled to the Master the
+    // coefficient file names.
+    SaveSetData header;
+    header.Version = 5;
+    header.FileType = 0;
+    header.NumAngles = fandeck.AngleCount;
+    header.AngleTypes = fandeck.AngleTypes;
+    header.Illuminants = fandeck.Illuminants;
+    header.CMCFactors = fandeck.CMCFactors;
+    header.ColorSpace = 1;
+    header.Observer = 1;
+    header.WarningLevel = 0.75;
+    header.Company = kCorrelatedCompany;
+    header.Status = fandeck.Status;
+    if (header.Status.size() >= 2)
+        header.Status[1] = 'P';
+    header.Instrument = fandeck.InstrumentID;
+    const std::string notes =
+        kCorrelatedNotes + m_sensors.FindInstrument(coefficients.Master.InstrumentID);
+
+    const auto records = static_cast<std::size_t>(records32);
     progress.SetProgressMaximum(static_cast<long>(records));
     progress.SetProgressValue(0);
-    for (std::size_t r = 0; r < records; ++r) {
+    TemporaryFile converted("converted.wsv");
+    SaveSetRecord in;
+    std::size_t r = 0;
+    // One record in, one corrected record out; nothing here allocates once the strings have
+    // grown to the longest name.
+    const SaveSetRecordSource correct = [&](SaveSetRecord& out) {
+        if (!fandeckRecords->Next(in))
+            return false;
+        NoteSecondPosition(fandeck, in, static_cast<int64_t>(r));
         for (std::size_t a = 0; a < kMaxAngles; ++a) {
-            const double* in = target.Curve(r, a);
-            double* out = corrected.Curve(r, a);
+            const double* curve = in.Curves[a].data();
+            double* result = out.Curves[a].data();
             double bad = 0.0;
             if (positions[a].held &&
-                !UsableReflectance(std::span<const double>(in, kPointCount), &bad)) {
-                m_lastError = file + ": record " + std::to_string(r + 1) + " " +
-                              Excerpt(fandeck.Names[r]) + " holds the reflectance " +
-                              NumberText(bad) +
-                              ", which is not a usable reading (a number within +-1000 %)";
-                corrected.Resize(0, kMaxAngles);
-                return kCorrelationUnreadable;
+                !UsableReflectance(std::span<const double>(curve, kPointCount), &bad)) {
+                throw Error(file + ": record " + std::to_string(r + 1) + " " + Excerpt(in.Name) +
+                            " holds the reflectance " + NumberText(bad) +
+                            ", which is not a usable reading (a number within +-1000 %)");
             }
             if (positions[a].apply) {
-                m_corrector.Correct(positions[a].geometry, in, out);
-                if (!Finite(out)) {
-                    m_lastError = "The coefficient file " + m_ws.CoefficientFile +
-                                  " turns record " + std::to_string(r + 1) + " (" +
-                                  fandeck.Names[r] +
-                                  ") into values that are not numbers; its gain-tile readings "
-                                  "must not be zero";
-                    corrected.Resize(0, kMaxAngles);
-                    return kCorrelationUnreadable;
+                m_corrector.Correct(positions[a].geometry, curve, result);
+                if (!Finite(result)) {
+                    throw Error("The coefficient file " + m_ws.CoefficientFile + " turns record " +
+                                std::to_string(r + 1) + " (" + in.Name +
+                                ") into values that are not numbers; its gain-tile readings "
+                                "must not be zero");
                 }
             } else {
-                std::memcpy(out, in, sizeof(double) * kPointCount);
+                std::memcpy(result, curve, sizeof(double) * kPointCount);
             }
         }
-        if ((r + 1) % kProgressBatch == 0) {
-            progress.SetProgressValue(static_cast<long>(r + 1));
+        out.Name = in.Name;
+        out.Name2.clear();
+        out.System.clear();
+        out.Notes = notes;
+        out.Status = header.Status;
+        out.Instrument = header.Instrument;
+        out.Time = 0;
+        ++r;
+        if (r % kProgressBatch == 0) {
+            progress.SetProgressValue(static_cast<long>(r));
             progress.LetEventsRun();
         }
+        return true;
+    };
+    try {
+        StoreSaveSet(header, correct, converted.Path());
+        if (r != records)
+            throw Error(file + " holds " + std::to_string(r) + " records, not the " +
+                        std::to_string(records) + " it said when opened");
+    } catch (const std::exception& e) {
+        m_lastError = e.what();
+        return kCorrelationUnreadable;
     }
     progress.SetProgressValue(static_cast<long>(records));
+
+    KeepFandeck(fandeck, false);
+    m_converted = std::move(converted);
+    m_ws.ConvertedCurvesFile = m_converted.Path().string();
+    m_ws.ConvertedRecordCount = records32;
     m_ws.ConversionDone = true;
     m_ws.CorrelatedFandeckReady = true;
-    m_ws.ConvertedFandeckFile = fandeck.File;
+    m_ws.ConvertedFandeckFile = file;
     return kCorrelationDone;
 }
 

@@ -479,9 +479,16 @@ void Profiler::UpdatePlots() {
         const QString name = sample < static_cast<int>(m_ws.SampleNames.size())
                                  ? QString::fromStdString(m_ws.SampleNames[sample]).trimmed()
                                  : QString::number(sample + 1);
-        m_plots->ShowCurves(
-            tr("%1 (%2)").arg(name, sci ? QStringLiteral("SCI") : QStringLiteral("SCE")),
-            SampleCurves(m_ws, sample, sci ? 0 : 1));
+        QString title =
+            tr("%1 (%2)").arg(name, sci ? QStringLiteral("SCI") : QStringLiteral("SCE"));
+        std::vector<SpectralCurve> curves;
+        try {
+            curves = SampleCurves(m_ws, sample, sci ? 0 : 1);
+        } catch (const std::exception& error) {
+            // The curves are read from the files when asked for: the title says why there are none.
+            title = QString::fromStdString(error.what());
+        }
+        m_plots->ShowCurves(title, curves);
         m_plots->HideTileDifferences();
     }
     if (!m_plotDock->isVisible()) {

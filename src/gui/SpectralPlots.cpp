@@ -15,6 +15,8 @@
 #include <cmath>
 #include <utility>
 
+#include "files/FandeckFile.h"
+
 namespace tintara::gui {
 
 namespace {
@@ -26,15 +28,6 @@ std::vector<double> MatrixRow(const Matrix& m, int row) {
     if (row < 0 || static_cast<std::size_t>(row) >= m.Rows() || m.Cols() < kPointCount)
         return {};
     const double* values = m.Row(static_cast<std::size_t>(row));
-    return std::vector<double>(values, values + kPointCount);
-}
-
-std::vector<double> FandeckRow(const FandeckCurves& curves, int record, int angle) {
-    if (record < 0 || static_cast<std::size_t>(record) >= curves.Records() || curves.Angles() == 0)
-        return {};
-    const std::size_t a =
-        std::min<std::size_t>(static_cast<std::size_t>(std::max(angle, 0)), curves.Angles() - 1);
-    const double* values = curves.Curve(static_cast<std::size_t>(record), a);
     return std::vector<double>(values, values + kPointCount);
 }
 
@@ -102,16 +95,10 @@ std::vector<SpectralCurve> TileCurves(const GlobalVariables& ws, int tile) {
 
 std::vector<SpectralCurve> SampleCurves(const GlobalVariables& ws, int sample, int angle) {
     std::vector<SpectralCurve> curves;
-    if (sample < 0)
-        return curves;
-    AddIfPresent(curves, QObject::tr("Master"),
-                 FandeckRow(ws.MasterFandeckReflectance, sample, angle));
-    AddIfPresent(curves, QObject::tr("Target"),
-                 FandeckRow(ws.TargetFandeckReflectance, sample, angle));
-    if (ws.ConversionDone) {
-        AddIfPresent(curves, QObject::tr("Corrected"),
-                     FandeckRow(ws.CorrelatedFandeckReflectance, sample, angle));
-    }
+    SampleCurveSet read = ReadSampleCurves(ws, sample, angle);
+    AddIfPresent(curves, QObject::tr("Master"), std::move(read.Master));
+    AddIfPresent(curves, QObject::tr("Target"), std::move(read.Target));
+    AddIfPresent(curves, QObject::tr("Corrected"), std::move(read.Corrected));
     return curves;
 }
 

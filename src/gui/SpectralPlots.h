@@ -23,7 +23,8 @@ struct SpectralCurve {
 std::vector<SpectralCurve> TileCurves(const GlobalVariables& ws, int tile);
 
 // The curves of fandeck sample `sample` in geometry `angle` (0 SCI, 1 SCE; a single-geometry
-// fandeck uses its one): Master, Target and the corrected Target where a conversion made one.
+// fandeck uses its one): Master, Target and the corrected Target where a conversion made one,
+// each read from its file. Throws Error naming the file when one cannot be read or has changed.
 std::vector<SpectralCurve> SampleCurves(const GlobalVariables& ws, int sample, int angle);
 
 // The panel: a line chart of curves (x: wavelength in nm, y: reflectance %) above a bar chart of

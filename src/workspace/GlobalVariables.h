@@ -69,36 +69,6 @@ struct InstrumentHeader {
     bool operator==(const InstrumentHeader&) const = default;
 };
 
-// Reflectance curves of a fandeck: 40 points by angle position (0, 1) by record, stored
-// record-major so that one record's curves are contiguous.
-class FandeckCurves {
-  public:
-    void Resize(std::size_t records, std::size_t angles = 2) {
-        m_records = records;
-        m_angles = angles;
-        m_data.assign(records * angles * kPointCount, 0.0);
-    }
-    std::size_t Records() const { return m_records; }
-    std::size_t Angles() const { return m_angles; }
-    double* Curve(std::size_t record, std::size_t angle) {
-        return m_data.data() + (record * m_angles + angle) * kPointCount;
-    }
-    const double* Curve(std::size_t record, std::size_t angle) const {
-        return m_data.data() + (record * m_angles + angle) * kPointCount;
-    }
-    double& operator()(std::size_t point, std::size_t angle, std::size_t record) {
-        return Curve(record, angle)[point];
-    }
-    double operator()(std::size_t point, std::size_t angle, std::size_t record) const {
-        return Curve(record, angle)[point];
-    }
-
-  private:
-    std::size_t m_records = 0;
-    std::size_t m_angles = 0;
-    std::vector<double> m_data;
-};
-
 // The shared workspace. One object per application, owned by it and passed by reference; nothing
 // in the program keeps it in a global. Field names are the system's own. Per-tile arrays run over
 // tiles 0..TileCount inclusive: index TileCount is one extra slot that no record fills (its
@@ -205,26 +175,37 @@ struct GlobalVariables {
     // 32-bit (the original was 16-bit) so that fandecks of 100,000 records fit.
     int32_t FandeckRecordCount = 0;
     int16_t FandeckAngleCount = 0;
-    FandeckCurves MasterFandeckReflectance;
-    FandeckCurves TargetFandeckReflectance;
-    FandeckCurves CorrelatedFandeckReflectance;
-    std::vector<std::string> FandeckNames;
     // Each fandeck's own identity, kept apart from the tile sets' header fields so that reading
     // a fandeck never changes the tile sets' instrument or status, and a conversion is never
-    // mistaken for one of another file.
+    // mistaken for one of another file. A fandeck's curves are not held: they are read from its
+    // file again whenever they are used, so the identity stamps the file as it was read.
     struct FandeckIdentity {
-        std::string File;  // the file the curves were read from; empty before any read
+        std::string File;  // the file the fandeck was read from; empty before any read
         int16_t InstrumentID = 0;
         std::string Type;
         std::string Status = "XXXXXX";
         int16_t AngleCount = 0;
-        std::vector<std::string> Names;
+        int32_t RecordCount = 0;
         // The save set's company and its last record's texts, as a tile set's header fields.
         std::string Company, Serial, Operator, TileSet;
+        // Header fields a correlated copy of the fandeck carries over.
+        std::array<int16_t, 3> AngleTypes{}, Illuminants{};
+        std::array<double, 4> CMCFactors{1.0, 1.0, 1.0, 1.0};
+        // First record whose second angle position holds a value other than zero; -1 when none
+        // does (a one-angle fandeck, or a second position left empty).
+        int64_t FirstSecondPositionRecord = -1;
+        // Size in bytes and last-write time (file-clock ticks) of File when it was read; a file
+        // that no longer matches is refused rather than read as if it were the same.
+        std::uintmax_t FileSize = 0;
+        int64_t FileWriteTime = 0;
     };
     FandeckIdentity MasterFandeck, TargetFandeck;
-    // The Target fandeck file that CorrelatedFandeckReflectance was converted from.
+    // The Target fandeck file that the last conversion was made from.
     std::string ConvertedFandeckFile;
+    // The save set in the temporary folder that holds that conversion (the correlated fandeck as
+    // it is saved), and its record count; empty and 0 when there is none.
+    std::string ConvertedCurvesFile;
+    int32_t ConvertedRecordCount = 0;
     bool ConversionDone = false;
     bool CorrelatedFandeckReady = false;
     int32_t SampleCount = 0;

@@ -6,8 +6,8 @@
 #include <functional>
 
 #include "app/CommandHarness.h"
+#include "app/FandeckCompare.h"
 #include "files/CCFReadWrite.h"
-#include "files/FandeckCompare.h"
 #include "files/SaveSetLibrary.h"
 #include "workspace/NumberFormat.h"
 

@@ -215,7 +215,7 @@ TEST(MenuRoad, EachCommandsFilesGoWhereChosenAndCancelsChangeNothing) {
     h.ui.Files = {demo.masterFandeck.string(), demo.targetFandeck.string(), ccf.string(),
                   out.string(), ""};
     h.commands->MasterInstrumentSaveSet_Click();
-    EXPECT_EQ(h.ws.MasterFandeckReflectance.Records(), 20u);
+    EXPECT_EQ(h.ws.MasterFandeck.RecordCount, 20);
     h.commands->TargetInstrumentSaveSet_Click();
     h.commands->CorrelationFileMenu_Click();
     EXPECT_EQ(h.Panel(StatusBarId::FileStatusBar, 1) + "|" +

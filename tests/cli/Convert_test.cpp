@@ -13,7 +13,7 @@
 #include "cli/CliTest.h"
 #include "engine/Tolerances.h"
 #include "files/DemoData.h"
-#include "files/FandeckCompare.h"
+#include "app/FandeckCompare.h"
 #include "files/SaveSetLibrary.h"
 #include "workspace/WriteFile.h"
 

@@ -8,7 +8,7 @@
 #include "cli/CliTest.h"
 #include "engine/ProfileSequence.h"
 #include "engine/Tolerances.h"
-#include "files/FandeckCompare.h"
+#include "app/FandeckCompare.h"
 #include "files/SaveSetLibrary.h"
 #if TINTARA_HAS_RENDERER
 #include "render/PageRenderer.h"

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <limits>
 
+#include "app/FandeckCompare.h"
 #include "engine/Utility.h"
 #include "files/CCFReadWrite.h"
 #include "files/RWSaveSet.h"
@@ -80,6 +81,11 @@ bool SameCurve(const double* a, const double* b) {
     return std::memcmp(a, b, sizeof(double) * kPointCount) == 0;
 }
 
+// The conversion in hand, as it will be saved.
+SaveSetData Converted(const GlobalVariables& ws) {
+    return LoadSaveSet(ws.ConvertedCurvesFile);
+}
+
 TEST(FandeckConversion, EachAnglePositionIsCorrectedWithItsOwnBlock) {
     const Files f = MakeFiles("ConvertBoth", true, true);
     GlobalVariables ws;
@@ -90,14 +96,24 @@ TEST(FandeckConversion, EachAnglePositionIsCorrectedWithItsOwnBlock) {
         << saveSets.LastError();
     EXPECT_TRUE(ws.ConversionDone && ws.CorrelatedFandeckReady);
     EXPECT_EQ(ws.FandeckRecordCount, 25);
-    EXPECT_EQ(ws.FandeckNames[24], "Sample 25");
+    EXPECT_EQ(ws.ConvertedRecordCount, 25);
     EXPECT_TRUE(saveSets.CorrelationWarning().empty());
+    const SaveSetData target = LoadSaveSet(f.target);
+    SaveSetData converted = Converted(ws);
+    ASSERT_EQ(converted.Records.size(), 25u);
+    EXPECT_EQ(converted.Records[24].Name, "Sample 25");
+    // The Target's own header and names, marked as profiled to the file's Master.
+    EXPECT_EQ(converted.Company, "Pellucidane Profiled Data");
+    EXPECT_EQ(converted.Status, "RPBIXX");
+    EXPECT_EQ(converted.Instrument, kTargetId);
+    EXPECT_EQ(converted.Records[7].Notes,
+              "This Data has been profiled to a " + saveSets.Sensors().FindInstrument(kMasterId));
     for (std::size_t r = 0; r < 25; ++r) {
         double sci[kPointCount], sce[kPointCount];
-        saveSets.Corrector().Correct(Geometry::SCI, ws.TargetFandeckReflectance.Curve(r, 0), sci);
-        saveSets.Corrector().Correct(Geometry::SCE, ws.TargetFandeckReflectance.Curve(r, 1), sce);
-        ASSERT_TRUE(SameCurve(sci, ws.CorrelatedFandeckReflectance.Curve(r, 0)));
-        ASSERT_TRUE(SameCurve(sce, ws.CorrelatedFandeckReflectance.Curve(r, 1)));
+        saveSets.Corrector().Correct(Geometry::SCI, target.Records[r].Curves[0].data(), sci);
+        saveSets.Corrector().Correct(Geometry::SCE, target.Records[r].Curves[1].data(), sce);
+        ASSERT_TRUE(SameCurve(sci, converted.Records[r].Curves[0].data()));
+        ASSERT_TRUE(SameCurve(sce, converted.Records[r].Curves[1].data()));
     }
 
     // The file lacks SCE: that position is copied unchanged, with a warning naming it.
@@ -107,10 +123,11 @@ TEST(FandeckConversion, EachAnglePositionIsCorrectedWithItsOwnBlock) {
     EXPECT_NE(saveSets.CorrelationWarning().find("SCE"), std::string::npos)
         << saveSets.CorrelationWarning();
     EXPECT_EQ(saveSets.CorrelationWarning().find("SCI"), std::string::npos);
+    const SaveSetData sciTarget = LoadSaveSet(sciOnly.target);
+    converted = Converted(ws);
     for (std::size_t r = 0; r < 25; ++r) {
-        EXPECT_TRUE(SameCurve(ws.TargetFandeckReflectance.Curve(r, 1),
-                              ws.CorrelatedFandeckReflectance.Curve(r, 1)));
-        EXPECT_NE(ws.TargetFandeckReflectance(10, 0, r), ws.CorrelatedFandeckReflectance(10, 0, r));
+        EXPECT_EQ(sciTarget.Records[r].Curves[1], converted.Records[r].Curves[1]);
+        EXPECT_NE(sciTarget.Records[r].Curves[0][10], converted.Records[r].Curves[0][10]);
     }
 }
 
@@ -158,22 +175,20 @@ TEST(FandeckConversion, DeltasAreThoseOfReCalcDEAndTheLastRowAverages) {
     RWSaveSet saveSets(ws);
     LoadPair(ws, saveSets, f);
     Utility utility(ws);
-    utility.ProcessCorrelatedDeltas();
+    CompareFandecks(ws, utility);
     ASSERT_EQ(ws.SampleCount, 30);
     ASSERT_EQ(ws.SampleDeltas.Rows(), 31u);
     EXPECT_EQ(ws.SampleNames[29], "Sample 30");
 
     // Every value is what ReCalcDE reports for the same pair of curves: per geometry DL, Da, Db,
     // DE of the uncorrected Target, then of the corrected one.
-    const FandeckCurves* trials[2] = {&ws.TargetFandeckReflectance,
-                                      &ws.CorrelatedFandeckReflectance};
+    const SaveSetData master = LoadSaveSet(f.master);
+    const SaveSetData trials[2] = {LoadSaveSet(f.target), Converted(ws)};
     for (std::size_t s = 0; s < 30; ++s) {
         for (std::size_t g = 0; g < 2; ++g) {
             for (std::size_t which = 0; which < 2; ++which) {
-                std::memcpy(ws.MasterWorkSpectrum.data(), ws.MasterFandeckReflectance.Curve(s, g),
-                            sizeof(double) * kPointCount);
-                std::memcpy(ws.SampleWorkSpectrum.data(), trials[which]->Curve(s, g),
-                            sizeof(double) * kPointCount);
+                ws.MasterWorkSpectrum = master.Records[s].Curves[g];
+                ws.SampleWorkSpectrum = trials[which].Records[s].Curves[g];
                 utility.ReCalcDE();
                 const std::size_t c = g * kDeltasPerGeometry + which * 4;
                 EXPECT_EQ(
@@ -206,11 +221,13 @@ TEST(FandeckConversion, OneAngleFandeckUsesAndComparesOnlyTheGeometryItsStatusNa
         const bool sci = status.size() >= 3 && status[2] == 'I';
         double expected[kPointCount];
         saveSets.Corrector().Correct(sci ? Geometry::SCI : Geometry::SCE,
-                                     ws.TargetFandeckReflectance.Curve(3, 0), expected);
-        EXPECT_TRUE(SameCurve(expected, ws.CorrelatedFandeckReflectance.Curve(3, 0)));
-        EXPECT_EQ(ws.CorrelatedFandeckReflectance(20, 1, 3), 0.0);  // the position it lacks
+                                     LoadSaveSet(f.target).Records[3].Curves[0].data(), expected);
+        const SaveSetData converted = Converted(ws);
+        EXPECT_TRUE(SameCurve(expected, converted.Records[3].Curves[0].data()));
+        EXPECT_EQ(converted.Records[3].Curves[1][20], 0.0);  // the position it lacks
 
-        Utility(ws).ProcessCorrelatedDeltas();
+        Utility utility(ws);
+        CompareFandecks(ws, utility);
         const std::size_t done = sci ? 0 : kDeltasPerGeometry;
         const std::size_t skipped = sci ? kDeltasPerGeometry : 0;
         for (std::size_t s = 0; s <= 6; ++s) {
@@ -226,13 +243,19 @@ TEST(FandeckConversion, AReadingNoInstrumentGivesIsRefusedNamingTheSample) {
     GlobalVariables ws;
     RWSaveSet saveSets(ws);
     LoadPair(ws, saveSets, f);
-    // Finite, yet enough to turn the colour difference into NaN: no verdict may rest on it.
-    for (const double absurd : {1e250, std::numeric_limits<double>::infinity(), -5000.0}) {
+    // Finite, yet enough to turn the colour difference into NaN: no verdict may rest on it, and
+    // no half of the comparison is left behind.
+    for (const double absurd : {1e250, -5000.0}) {
         SCOPED_TRACE(absurd);
-        GlobalVariables copy = ws;
-        copy.TargetFandeckReflectance(12, 1, 4) = absurd;
-        EXPECT_THROW_WHAT(Utility(copy).ProcessCorrelatedDeltas(), ComputeError,
-                          "sample 5 (\"Sample 5\")");
+        SaveSetData master = MakeFandeck(6, 2, kMasterId, "RNBIXX", 0.0);
+        master.Records[4].Curves[1][12] = absurd;
+        StoreSaveSet(master, f.dir / "absurd-master.wsv");
+        ws.MasterSaveSetFile = (f.dir / "absurd-master.wsv").string();
+        ASSERT_TRUE(saveSets.ReadMasterFandeck());
+        Utility utility(ws);
+        EXPECT_THROW_WHAT(CompareFandecks(ws, utility), ComputeError, "sample 5 (\"Sample 5\")");
+        EXPECT_EQ(ws.SampleCount, 0);
+        EXPECT_TRUE(ws.SampleNames.empty());
     }
     // The conversion refuses it too, naming file and record.
     SaveSetData deck = MakeFandeck(6, 2, kTargetId, "RNBIXX", 0.7);

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <random>
 
+#include "app/FandeckCompare.h"
 #include "engine/ProfileSequence.h"
 #include "engine/Utility.h"
 #include "files/CCFReadWrite.h"
@@ -175,7 +176,8 @@ TEST(ProfileCorrector, ReproducesTheDemoRunAndLowersTheDemoFandecksMeanDE) {
     ASSERT_EQ(saveSets.ReadFandeckandBuildCorrelatedData(files[3].string()),
               RWSaveSet::kCorrelationDone);
     EXPECT_TRUE(saveSets.CorrelationWarning().empty());
-    Utility(ws).ProcessCorrelatedDeltas();
+    Utility utility(ws);
+    CompareFandecks(ws, utility);
     for (int g = 0; g < 2; ++g) {
         SCOPED_TRACE(g == 0 ? "demo fandeck, SCI" : "demo fandeck, SCE");
         // Columns of a geometry: DL, Da, Db, DE uncorrected, then the same corrected.

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include "support/TestPaths.h"
+#include "workspace/Error.h"
 
 namespace tintara {
 namespace {
@@ -183,19 +186,22 @@ TEST_F(RWSaveSetTest, ReadersCallTheLibraryInOrder) {
     };
     EXPECT_EQ(calls, expected(16, false));
 
-    // A fandeck of two angle positions reads both curves of every record, and keeps its "B".
+    // A fandeck goes round the library: it keeps its identity and "B", not its curves.
     calls.clear();
-    ws.MasterSaveSetFile = Store(TileSet(3, "XXBIXX", 173, 2, 3), "f.wsv");
+    SaveSetData deck = TileSet(3, "XXBIXX", 173, 2, 3);
+    deck.Records[0].Curves[1] = {};
+    ws.MasterSaveSetFile = Store(deck, "f.wsv");
     ASSERT_TRUE(rw.ReadMasterFandeck());
-    EXPECT_EQ(calls, expected(3, true));
+    EXPECT_TRUE(calls.empty());
     // The fandeck keeps its identity apart from the tile sets' header fields.
     EXPECT_EQ(ws.MasterFandeck.Status, "XXBIXX");
     EXPECT_EQ(ws.MasterFandeck.AngleCount, 2);
+    EXPECT_EQ(ws.MasterFandeck.RecordCount, 3);
     EXPECT_EQ(ws.MasterFandeck.File, ws.MasterSaveSetFile);
-    EXPECT_EQ(ws.MasterStatus, "XXIIXX");  // the tile set read before
+    EXPECT_EQ(ws.MasterFandeck.FileSize, fs::file_size(ws.MasterSaveSetFile));
+    EXPECT_EQ(ws.MasterFandeck.FirstSecondPositionRecord, 1);  // record 0's is empty
+    EXPECT_EQ(ws.MasterStatus, "XXIIXX");                      // the tile set read before
     EXPECT_EQ(ws.FandeckAngleCount, 2);
-    for (int a = 0; a < 2; ++a)
-        EXPECT_EQ(ws.MasterFandeckReflectance(39, a, 2), Value(3, 2, a, 39));
 }
 
 TEST_F(RWSaveSetTest, WritesSixRecordResultSetsForEveryTile) {
@@ -232,42 +238,26 @@ TEST_F(RWSaveSetTest, WritesSixRecordResultSetsForEveryTile) {
     }
 }
 
-TEST_F(RWSaveSetTest, WritesTheCorrelatedFandeckWithBothAnglePositions) {
-    // Read a one-angle Target fandeck, then write its corrected copy.
-    SaveSetData deck = TileSet(5, "XXIIXX", 197, 1, 1);
-    deck.AngleTypes = {2, 0, 0};
-    deck.Illuminants = {1, 7, 8};
-    ws.TargetSaveSetFile = Store(deck, "target-deck.wsv");
-    ASSERT_TRUE(rw.ReadTargetFandeck()) << rw.LastError();
-    EXPECT_EQ(ws.FandeckRecordCount, 5);
-
-    ws.MasterType = "Macbeth Color i7";
-    ws.CorrelatedFandeckReflectance.Resize(5, 2);
-    for (int r = 0; r < 5; ++r) {
-        for (int a = 0; a < 2; ++a) {
-            for (int p = 0; p < kPointCount; ++p)
-                ws.CorrelatedFandeckReflectance(p, a, r) = Value(9, r, a, p);
-        }
-    }
+TEST_F(RWSaveSetTest, TheCorrelatedFandeckIsTheConversionCopiedAndAFailedSaveKeepsTheEarlierFile) {
     ws.CorrelatedSaveSetFile = "corrected.wsv";  // relative: lands in the output folder
-    rw.WriteCorrelatedResults();
+    // Nothing converted: refused, nothing written.
+    EXPECT_THROW(rw.WriteCorrelatedResults(), IoError);
+    EXPECT_FALSE(fs::exists(dir / "corrected.wsv"));
 
-    const SaveSetData d = LoadSaveSet(dir / "corrected.wsv");
-    EXPECT_EQ(d.NumAngles, 1);
-    EXPECT_EQ(d.AngleTypes, deck.AngleTypes);
-    EXPECT_EQ(d.Illuminants, deck.Illuminants);
-    EXPECT_EQ(d.Company, "Pellucidane Profiled Data");
-    EXPECT_EQ(d.Status, "XPIIXX");
-    EXPECT_EQ(d.Instrument, 197);
-    ASSERT_EQ(d.Records.size(), 5u);
-    for (int r = 0; r < 5; ++r) {
-        EXPECT_EQ(d.Records[r].Name, "S1-" + std::to_string(r));
-        EXPECT_EQ(d.Records[r].Notes, "This Data has been profiled to a Macbeth Color i7");
-        for (int a = 0; a < 2; ++a) {
-            for (int p = 0; p < kPointCount; ++p)
-                ASSERT_EQ(d.Records[r].Curves[a][p], Value(9, r, a, p));
-        }
-    }
+    ws.ConvertedCurvesFile = Store(TileSet(5, "XPIIXX", 197, 2, 9), "converted.wsv");
+    rw.WriteCorrelatedResults();
+    const auto bytes = [](const fs::path& file) {
+        std::ifstream in(file, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(in), {});
+    };
+    EXPECT_EQ(bytes(dir / "corrected.wsv"), bytes(ws.ConvertedCurvesFile));
+
+    // The conversion gone from the temporary folder: the earlier file stays as it was.
+    const std::string earlier = bytes(dir / "corrected.wsv");
+    fs::remove(ws.ConvertedCurvesFile);
+    EXPECT_THROW(rw.WriteCorrelatedResults(), IoError);
+    EXPECT_NE(rw.LastError().find("corrected.wsv"), std::string::npos) << rw.LastError();
+    EXPECT_EQ(bytes(dir / "corrected.wsv"), earlier);
 }
 
 }  // namespace

@@ -20,13 +20,14 @@
 #include <fstream>
 #include <set>
 
+#include "app/FandeckCompare.h"
 #include "app/Validation.h"
-#include "files/FandeckCompare.h"
+#include "files/SaveSetLibrary.h"
 #include "gui/GridView.h"
 #include "gui/GuiHarness.h"
 #include "gui/SpectralPlots.h"
-#include "render/PdfInspect.h"
 #include "gui/ValidationView.h"
+#include "render/PdfInspect.h"
 #include "report/Paint.h"
 
 namespace tintara {
@@ -242,9 +243,12 @@ TEST(MainWindow, CompareGridPlotsTheSelectedSampleInTheShownGeometry) {
     QChart* chart = h.window->Plots()->CurveChart();
     ASSERT_EQ(chart->series().size(), 3);  // Master, Target and the converted Target
     const int angle = h.ws.GridShowsSCI ? 0 : 1;
-    EXPECT_EQ(PointY(chart, 0, 20), h.ws.MasterFandeckReflectance(20, angle, 4));
-    EXPECT_EQ(PointY(chart, 1, 20), h.ws.TargetFandeckReflectance(20, angle, 4));
-    EXPECT_EQ(PointY(chart, 2, 20), h.ws.CorrelatedFandeckReflectance(20, angle, 4));
+    const auto point = [&](const std::string& file) {
+        return LoadSaveSet(file).Records[4].Curves[static_cast<std::size_t>(angle)][20];
+    };
+    EXPECT_EQ(PointY(chart, 0, 20), point(h.ws.MasterFandeck.File));
+    EXPECT_EQ(PointY(chart, 1, 20), point(h.ws.TargetFandeck.File));
+    EXPECT_EQ(PointY(chart, 2, 20), point(h.ws.ConvertedCurvesFile));
     EXPECT_FALSE(h.window->Plots()->DifferenceView()->isVisible());
 
     // The Validation page shows the report of the geometry on show, drawn.

@@ -1,4 +1,8 @@
-#include "files/FandeckCompare.h"
+#include "app/FandeckCompare.h"
+
+#include <optional>
+
+#include "files/FandeckFile.h"
 
 #include "workspace/Error.h"
 #include "workspace/MakeSensorList.h"
@@ -11,6 +15,18 @@ namespace {
 constexpr const char* kDePattern = "##0.00";
 
 }  // namespace
+
+void CompareFandecks(GlobalVariables& ws, Utility& utility) {
+    const FandeckPairing pairing = PairFandeckCurves(ws);
+    // Opened by the first sample asked for, so that a file that cannot be opened fails the
+    // comparison as a damaged record does.
+    std::optional<ComparisonReader> reader;
+    utility.ProcessCorrelatedDeltas([&](FandeckSample& sample) {
+        if (!reader)
+            reader.emplace(ws, pairing);
+        return reader->Next(sample);
+    });
+}
 
 int UncorrectedColumn(Geometry geometry) {
     return static_cast<int>(geometry) * kDeltasPerGeometry;

@@ -1,4 +1,5 @@
-// The performance comparison as text: the grid rows and the verdict the command line prints.
+// The fandeck comparison: run on the fandecks in the workspace, and as text (the grid rows and the
+// verdict the command line prints).
 #pragma once
 
 #include <string>
@@ -6,11 +7,16 @@
 
 #include "engine/Utility.h"
 #include "files/ProfileCorrector.h"
-#include "files/RWSaveSet.h"
 #include "workspace/GlobalVariables.h"
 #include "workspace/Progress.h"
 
 namespace tintara {
+
+// Compares the Master fandeck with the Target fandeck (and with the conversion made from it, when
+// there is one) as PairFandeckCurves pairs them, reading the three files again record by record in
+// step: fills SampleNames, SampleDeltas and SampleCount through the utility. Throws Error naming
+// the file when one cannot be read or has changed since it was read; the comparison is then empty.
+void CompareFandecks(GlobalVariables& ws, Utility& utility);
 
 // The performance grid of the corrected group of a geometry as text rows: the header
 // ("Sample Name", "DL*", "Da*", "Db*", "DE"; Hunter Lab captions without the asterisks), one row
