@@ -9,6 +9,7 @@
 #include "report/PrintPerformance.h"
 #include "report/ReportText.h"
 #include "workspace/Error.h"
+#include "workspace/StatusCode.h"
 
 namespace tintara {
 
@@ -156,9 +157,7 @@ void ProfilerCommands::GenerateCSS_Click() {
             m_paint.Window = m_ui.WindowArea();
             m_paint.BuildEmptyCompareGrid(m_ws.SampleCount + 2);
             m_ui.LetEventsRun();
-            const std::string& status = m_ws.MasterFandeck.Status;
-            const bool sce = status.size() >= 3 && status[2] == 'E';
-            ShowCompareView(!sce);
+            ShowCompareView(!StatusCode(m_ws.MasterFandeck.Status).Sce());
             UpdateCommandState(m_ws, m_menu);
         }
     });
@@ -191,10 +190,10 @@ void ProfilerCommands::InstrumentPerformance_Click() {
         certificate.DateText = Today();
         certificate.Paper = m_ui.PrintPaper();
         // The instruments compared are the fandecks'.
-        certificate.Master = FandeckIdentification(m_ws.MasterFandeck, m_ws.PerformanceShowsSCI,
-                                                   PerformanceHeader);
-        certificate.Target = FandeckIdentification(m_ws.TargetFandeck, m_ws.PerformanceShowsSCI,
-                                                   PerformanceHeader);
+        certificate.Master =
+            FandeckIdentification(m_ws.MasterFandeck, m_ws.PerformanceShowsSCI, PerformanceHeader);
+        certificate.Target =
+            FandeckIdentification(m_ws.TargetFandeck, m_ws.PerformanceShowsSCI, PerformanceHeader);
         PerformanceDocument document = m_ws.PerformanceShowsSCI
                                            ? certificate.SCIPerformanceDocument()
                                            : certificate.SCEPerformanceDocument();

@@ -1,6 +1,7 @@
 #include "app/FandeckCompare.h"
 
 #include <optional>
+#include <ostream>
 
 #include "files/FandeckFile.h"
 
@@ -36,25 +37,23 @@ int CorrectedColumn(Geometry geometry) {
     return UncorrectedColumn(geometry) + 4;
 }
 
-std::vector<std::vector<std::string>> PerformanceGridRows(const GlobalVariables& ws,
-                                                          Geometry geometry) {
-    std::vector<std::vector<std::string>> rows;
-    if (ws.ColorSpace == 0) {
-        rows.push_back({"Sample Name", "DL*", "Da*", "Db*", "DE"});
-    } else {
-        rows.push_back({"Sample Name", "DL", "Da", "Db", "DE"});
-    }
+void WritePerformanceGrid(const GlobalVariables& ws, Geometry geometry, std::ostream& out) {
+    out << (ws.ColorSpace == 0 ? "Sample Name\tDL*\tDa*\tDb*\tDE\n"
+                               : "Sample Name\tDL\tDa\tDb\tDE\n");
     const int first = CorrectedColumn(geometry);
     const auto samples = static_cast<std::size_t>(ws.SampleCount);
+    // One line at a time: a million samples never become a million rows of texts.
+    std::string line;
     for (std::size_t s = 0; s < samples; ++s) {
-        std::vector<std::string> row{s < ws.SampleNames.size() ? ws.SampleNames[s] : ""};
-        for (int k = 0; k < 4; ++k)
-            row.push_back(Format(ws.SampleDeltas(s, first + k), kDePattern));
-        rows.push_back(std::move(row));
+        line.assign(s < ws.SampleNames.size() ? ws.SampleNames[s] : std::string());
+        for (int k = 0; k < 4; ++k) {
+            line += '\t';
+            line += Format(ws.SampleDeltas(s, first + k), kDePattern);
+        }
+        line += '\n';
+        out << line;
     }
-    rows.push_back(
-        {"Average", "", "", "", Format(ws.SampleDeltas(samples, first + 3), kDePattern)});
-    return rows;
+    out << "Average\t\t\t\t" << Format(ws.SampleDeltas(samples, first + 3), kDePattern) << "\n";
 }
 
 bool PerformancePassed(const GlobalVariables& ws, Geometry geometry) {

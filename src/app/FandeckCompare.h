@@ -2,6 +2,7 @@
 // verdict the command line prints).
 #pragma once
 
+#include <iosfwd>
 #include <string>
 #include <vector>
 
@@ -18,12 +19,11 @@ namespace tintara {
 // the file when one cannot be read or has changed since it was read; the comparison is then empty.
 void CompareFandecks(GlobalVariables& ws, Utility& utility);
 
-// The performance grid of the corrected group of a geometry as text rows: the header
-// ("Sample Name", "DL*", "Da*", "Db*", "DE"; Hunter Lab captions without the asterisks), one row
-// per sample (name and Format(x, "##0.00") of DL, Da, Db, DE) and the "Average" row, whose DL, Da
-// and Db cells are empty and whose DE is the average held at row SampleCount.
-std::vector<std::vector<std::string>> PerformanceGridRows(const GlobalVariables& ws,
-                                                          Geometry geometry);
+// Writes the performance grid of the corrected group of a geometry as tab-separated lines: the
+// header ("Sample Name", "DL*", "Da*", "Db*", "DE"; Hunter Lab captions without the asterisks),
+// one line per sample (name and Format(x, "##0.00") of DL, Da, Db, DE) and the "Average" line,
+// whose DL, Da and Db cells are empty and whose DE is the average held at row SampleCount.
+void WritePerformanceGrid(const GlobalVariables& ws, Geometry geometry, std::ostream& out);
 
 // The certificate's verdict: passed exactly when the average corrected DE is not greater than
 // AverageTolerance (single samples above their limit are counted, not decisive).

@@ -3,6 +3,7 @@
 #include "app/HeaderDialogs.h"
 #include "app/ProfilerCommands.h"
 #include "workspace/Error.h"
+#include "workspace/StatusCode.h"
 #include "workspace/StatusText.h"
 
 namespace tintara {
@@ -200,9 +201,7 @@ void ProfilerCommands::WizardPerformance_Click() {
             m_paint.Window = m_ui.WindowArea();
             m_paint.BuildEmptyPerformanceGrid(m_ws.SampleCount + 2);
             m_ws.PerformanceDataReady = true;
-            const std::string& status = m_ws.MasterFandeck.Status;
-            const bool sci = status.size() >= 3 && status[2] == 'I';
-            ShowPerformanceView(sci);
+            ShowPerformanceView(StatusCode(m_ws.MasterFandeck.Status).Sci());
             // So that the comparison can be printed straight away.
             UpdateCommandState(m_ws, m_menu);
         });

@@ -7,11 +7,11 @@
 #include <ostream>
 #include <string>
 
+#include "app/FandeckCompare.h"
 #include "cli/Args.h"
 #include "cli/CliUserInterface.h"
 #include "cli/Commands.h"
 #include "cli/PdfOutput.h"
-#include "app/FandeckCompare.h"
 #include "workspace/Error.h"
 #include "workspace/StatusCode.h"
 
@@ -83,11 +83,7 @@ int RunCompare(const Arguments& arguments, CommandContext& context) {
         session.Run(C::InstrumentPerformance, [](auto& s) { return s.ui.Printed; });
     }
 
-    for (const auto& row : PerformanceGridRows(ws, geometry)) {
-        for (std::size_t c = 0; c < row.size(); ++c)
-            context.out << (c ? "\t" : "") << row[c];
-        context.out << "\n";
-    }
+    WritePerformanceGrid(ws, geometry, context.out);
     context.out << VerdictLine(PerformancePassed(ws, geometry)) << "\n";
     return 0;
 }

@@ -9,6 +9,7 @@
 #include "engine/Utility.h"
 #include "workspace/Error.h"
 #include "workspace/NumberFormat.h"
+#include "workspace/StatusCode.h"
 
 namespace tintara {
 
@@ -73,9 +74,7 @@ FandeckPairing PairFandeckCurves(const GlobalVariables& ws) {
     if (HoldsSecondPosition(master, samples)) {
         pairing.Compared = {true, true};
     } else {
-        const std::string& status = master.Status;
-        const bool sci = status.size() >= 3 && status[2] == 'I';
-        const std::size_t g = sci ? 0 : 1;
+        const std::size_t g = StatusCode(master.Status).Sci() ? 0 : 1;
         pairing.Compared[g] = true;
         pairing.MasterPosition[g] = 0;
         pairing.TargetPosition[g] = HoldsSecondPosition(target, samples) ? g : 0;

@@ -8,6 +8,7 @@
 
 #include "files/Cgats.h"
 #include "workspace/Error.h"
+#include "workspace/StatusCode.h"
 #include "workspace/WriteFile.h"
 
 namespace tintara {
@@ -37,7 +38,7 @@ std::string Quote(const std::string& s) {
 void WriteTable(const SaveSetData& data, int64_t count, const SaveSetWalk& walk, int angle,
                 std::ostream& out, const ExportOptions& o) {
     const char* eol = "\r\n";
-    const char geometry = data.Status.size() >= 3 ? data.Status[2] : 'X';
+    const char geometry = StatusCode(data.Status).GeometryLetter();
     std::string what = "angle position " + std::to_string(angle);
     if (data.NumAngles == 2 || geometry == 'B') {
         what += angle == 0 ? ", specular included (SCI)" : ", specular excluded (SCE)";

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "workspace/Error.h"
+#include "workspace/StatusCode.h"
 #include "workspace/WriteFile.h"
 
 namespace tintara {
@@ -14,9 +15,6 @@ namespace tintara {
 namespace fs = std::filesystem;
 
 namespace {
-
-// The instrument whose save sets always hold both geometries, whatever their status says.
-constexpr int16_t kBothGeometryInstrument = 173;  // Macbeth XTS
 
 constexpr const char* kResultCompany = "Pellucidane,Inc";
 constexpr const char* kResultStatus = "CRE";
@@ -130,22 +128,16 @@ void RWSaveSet::ReadWSVRecord(const std::string& file, bool IsMaster, bool& Fail
 
         m_ws.LastResult = Result(m_library.SS_GetStatus(status));
         RemoveNull(status);
-        // The geometry is the third character. This instrument's sets always hold both
-        // geometries, so its status is read as "B" whatever was stored; a short status is padded
-        // with the reset filler so that the third character exists.
-        if (id == kBothGeometryInstrument) {
-            if (status.size() < 3)
-                status.resize(3, 'X');
-            status[2] = 'B';
-        }
+        // This instrument's sets always hold both geometries, so its status is read as "B"
+        // whatever was stored.
+        if (id == kBothGeometriesInstrument)
+            StatusCode::SetBoth(status);
         int16_t angle = 0;
-        if (status.size() >= 3 && status[2] == 'B') {
-            if (m_ws.GeometryChoice) {
-                status[2] = 'I';
-            } else {
-                status[2] = 'E';
+        if (StatusCode(status).HoldsBoth()) {
+            StatusCode::SetGeometry(
+                status, m_ws.GeometryChoice ? StatusCode::kIncluded : StatusCode::kExcluded);
+            if (!m_ws.GeometryChoice)
                 angle = 1;
-            }
         }
         (IsMaster ? m_ws.MasterStatus : m_ws.TargetStatus) = status;
 

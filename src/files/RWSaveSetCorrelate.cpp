@@ -10,6 +10,7 @@
 #include "files/RWSaveSet.h"
 #include "workspace/Error.h"
 #include "workspace/NumberFormat.h"
+#include "workspace/StatusCode.h"
 
 namespace tintara {
 
@@ -109,7 +110,7 @@ int16_t RWSaveSet::ReadFandeckandBuildCorrelatedData(const std::string& file,
         positions[1] = {true, Geometry::SCE, false};
     } else {
         // Third status character "I" is SCI; anything else, a short status too, is SCE.
-        const bool sci = fandeck.Status.size() >= 3 && fandeck.Status[2] == 'I';
+        const bool sci = StatusCode(fandeck.Status).Sci();
         positions[0] = {true, sci ? Geometry::SCI : Geometry::SCE, false};
     }
     for (Position& p : positions) {
@@ -137,8 +138,7 @@ int16_t RWSaveSet::ReadFandeckandBuildCorrelatedData(const std::string& file,
     header.WarningLevel = 0.75;
     header.Company = kCorrelatedCompany;
     header.Status = fandeck.Status;
-    if (header.Status.size() >= 2)
-        header.Status[1] = 'P';
+    StatusCode::SetLetter(header.Status, StatusCode::kProfiledPosition, StatusCode::kProfiled);
     header.Instrument = fandeck.InstrumentID;
     const std::string notes =
         kCorrelatedNotes + m_sensors.FindInstrument(coefficients.Master.InstrumentID);

@@ -6,6 +6,7 @@
 #include "report/ReportText.h"
 #include "workspace/Error.h"
 #include "workspace/NumberFormat.h"
+#include "workspace/StatusCode.h"
 
 namespace tintara {
 
@@ -130,9 +131,7 @@ void Paint::WriteInstrumentPanels(std::optional<char> geometryLetter) {
                            const std::string& tileType, const std::string& tileStatus) {
         if (fandeck.File.empty())
             return std::string(side) + " : " + tileType + "   /   " + tileStatus;
-        // A status shorter than three characters has no geometry letter to replace.
-        if (fandeck.Status.size() >= 3)
-            fandeck.Status[2] = *geometryLetter;
+        StatusCode::SetGeometry(fandeck.Status, *geometryLetter);
         return std::string(side) + " : " + fandeck.Type + "   /   " + fandeck.Status;
     };
     InstrumentPanel1 = panel("Master", m_ws.MasterFandeck, m_ws.MasterType, m_ws.MasterStatus);
