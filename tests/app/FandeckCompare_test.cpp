@@ -12,6 +12,7 @@
 #include "app/CommandHarness.h"
 #include "app/Validation.h"
 #include "files/SaveSetLibrary.h"
+#include "support/SqlFile.h"
 #include "workspace/Error.h"
 
 namespace tintara {
@@ -20,22 +21,6 @@ namespace {
 namespace fs = std::filesystem;
 using C = CommandId;
 using test::CommandHarness;
-
-std::string Bytes(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-void Exec(const fs::path& file, const std::string& sql) {
-    sqlite3* db = nullptr;
-    ASSERT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
-    char* message = nullptr;
-    const int rc = sqlite3_exec(db, sql.c_str(), nullptr, nullptr, &message);
-    const std::string text = message ? message : "";
-    sqlite3_free(message);
-    sqlite3_close(db);
-    ASSERT_EQ(rc, SQLITE_OK) << text;
-}
 
 // Every box shown since the last call, detail text included.
 std::string Shown(CommandHarness& h) {
@@ -118,8 +103,8 @@ TEST(FandeckCompare, TheConversionIsKeptInATemporaryFileAndSavedFromIt) {
     h.ui.Files = {out.string()};
     h.commands->Execute(C::SaveCorrelatedFandeck);
     EXPECT_EQ(Shown(h), "");
-    const std::string saved = Bytes(out);
-    EXPECT_EQ(saved, Bytes(first));
+    const std::string saved = test::FileBytes(out);
+    EXPECT_EQ(saved, test::FileBytes(first));
     EXPECT_EQ(LoadSaveSet(out).Records.size(), LoadSaveSet(target).Records.size());
 
     // A save that fails keeps the earlier file.
@@ -132,7 +117,7 @@ TEST(FandeckCompare, TheConversionIsKeptInATemporaryFileAndSavedFromIt) {
     if (::geteuid() != 0) {
         EXPECT_NE(Shown(h).find("correlated.wsv"), std::string::npos);
     }
-    EXPECT_EQ(Bytes(out), saved);
+    EXPECT_EQ(test::FileBytes(out), saved);
 
     // The next conversion replaces the temporary file; the end of the program removes it.
     h.commands->Execute(C::GenerateConvData);
@@ -150,13 +135,13 @@ TEST(FandeckCompare, ADamagedRecordIsNamedAndLeavesTheWorkspaceUsable) {
     CompareCorrected(h, master, target);
     ASSERT_TRUE(h.ws.PerformanceDataReady) << Shown(h);
     Shown(h);
-    const std::string converted = Bytes(h.ws.ConvertedCurvesFile);
+    const std::string converted = test::FileBytes(h.ws.ConvertedCurvesFile);
 
     // Record 7 of the Target no longer matches its checksum: the conversion stops there, names
     // the file and the record, and keeps the conversion it had.
     const auto damaged = h.folder / "damaged.wsv";
     fs::copy_file(target, damaged);
-    Exec(damaged, "UPDATE records SET checksum = checksum + 1 WHERE ordinal = 7;");
+    test::ExecSql(damaged, "UPDATE records SET checksum = checksum + 1 WHERE ordinal = 7;");
     h.ui.Files = {damaged.string()};
     h.commands->Execute(C::TargetInstrumentSaveSet);
     h.commands->Execute(C::GenerateCSS);
@@ -165,7 +150,7 @@ TEST(FandeckCompare, ADamagedRecordIsNamedAndLeavesTheWorkspaceUsable) {
     EXPECT_NE(shown.find(damaged.string()), std::string::npos) << shown;
     EXPECT_NE(shown.find("record 7"), std::string::npos) << shown;
     EXPECT_EQ(h.ws.TargetFandeck.File, target.string());
-    EXPECT_EQ(Bytes(h.ws.ConvertedCurvesFile), converted);
+    EXPECT_EQ(test::FileBytes(h.ws.ConvertedCurvesFile), converted);
 
     // As the Master it is read whole when opened: refused then, the earlier Master kept.
     h.ui.Files = {damaged.string()};

@@ -15,6 +15,7 @@
 #include <stdexcept>
 
 #include "support/ExpectThrow.h"
+#include "support/SqlFile.h"
 #include "support/TestPaths.h"
 #include "workspace/Error.h"
 
@@ -41,22 +42,6 @@ SaveSetData SampleSet(int records, int16_t angles) {
         d.Records.push_back(rec);
     }
     return d;
-}
-
-std::string Slurp(const fs::path& p) {
-    std::ifstream in(p, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-void Exec(const fs::path& file, const std::string& sql) {
-    sqlite3* db = nullptr;
-    ASSERT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
-    char* message = nullptr;
-    const int rc = sqlite3_exec(db, sql.c_str(), nullptr, nullptr, &message);
-    const std::string text = message ? message : "";
-    sqlite3_free(message);
-    sqlite3_close(db);
-    ASSERT_EQ(rc, SQLITE_OK) << text;
 }
 
 // What reading `file` record by record says, or "" when every record came back.
@@ -120,17 +105,17 @@ TEST(SaveSetStorage, RefusesFilesThatAreNotReadableSaveSets) {
     ExpectRefused(dir / "empty.wsv", "empty");
     std::ofstream(dir / "text.wsv") << "Name,R,G,B\r\nRed,1,2,3\r\n" << std::string(600, 'x');
     ExpectRefused(dir / "text.wsv", "not a save set");
-    Exec(dir / "foreign.wsv", "CREATE TABLE t(x); INSERT INTO t VALUES (1);");
+    test::ExecSql(dir / "foreign.wsv", "CREATE TABLE t(x); INSERT INTO t VALUES (1);");
     ExpectRefused(dir / "foreign.wsv", "another program");
     StoreSaveSet(SampleSet(2, 1), dir / "newer.wsv");
-    Exec(dir / "newer.wsv", "PRAGMA user_version = 2;");
+    test::ExecSql(dir / "newer.wsv", "PRAGMA user_version = 2;");
     ExpectRefused(dir / "newer.wsv", "newer");
 }
 
 TEST(SaveSetStorage, RefusesDamagedDatabases) {
     const auto dir = test::ScratchDir("SaveSetStorage_Damaged");
     StoreSaveSet(SampleSet(2000, 2), dir / "good.wsv");  // about 1.4 MB, many pages
-    const std::string bytes = Slurp(dir / "good.wsv");
+    const std::string bytes = test::FileBytes(dir / "good.wsv");
     ASSERT_GT(bytes.size(), 100000u);
     // Page size: bytes 16-17 of the database header, big-endian, 1 meaning 65536.
     const std::size_t sizeField =
@@ -182,7 +167,7 @@ TEST(SaveSetStorage, RefusesRecordsThatBreakTheSchema) {
     for (const auto& [sql, fragment] : cases) {
         const fs::path file = dir / ("case" + std::to_string(k++) + ".wsv");
         StoreSaveSet(SampleSet(4, 2), file);
-        Exec(file, sql);
+        test::ExecSql(file, sql);
         SCOPED_TRACE(sql);
         ExpectRefused(file, fragment);
     }
@@ -193,7 +178,7 @@ TEST(SaveSetStorage, RecordNumbersThatJumpAreRefusedWithoutReservingForThem) {
     const fs::path file = dir / "jump.wsv";
     StoreSaveSet(SampleSet(3, 1), file);
     // Just below any plausible cap, so only a bound from the file's size keeps memory small.
-    Exec(file, "UPDATE records SET ordinal = 49999999 WHERE ordinal = 2;");
+    test::ExecSql(file, "UPDATE records SET ordinal = 49999999 WHERE ordinal = 2;");
     rlimit old{};
     getrlimit(RLIMIT_AS, &old);
     rlimit capped = old;
@@ -290,8 +275,9 @@ TEST(SaveSetReader, GivesWhatTheWholeFileReadGivesAndAnyRecordByItself) {
     // Random access makes the same checks, for the record it reads only.
     const fs::path file = dir / "damaged.wsv";
     StoreSaveSet(SampleSet(6, 2), file);
-    Exec(file,
-         "UPDATE records SET name = 'X' WHERE ordinal = 2; DELETE FROM records WHERE ordinal = 4;");
+    test::ExecSql(
+        file,
+        "UPDATE records SET name = 'X' WHERE ordinal = 2; DELETE FROM records WHERE ordinal = 4;");
     SaveSetReader reader(file);
     SaveSetRecord rec;
     EXPECT_NO_THROW(reader.Read(3, rec));
