@@ -50,12 +50,20 @@ std::pair<fs::path, fs::path> OwnFandecks(CommandHarness& h) {
     return {master, target};
 }
 
+// The harness's own fandecks compared with the demo's coefficient file; the boxes shown are
+// dropped.
+std::pair<fs::path, fs::path> ComparedOwnFandecks(CommandHarness& h) {
+    auto files = OwnFandecks(h);
+    CompareCorrected(h, files.first, files.second);
+    EXPECT_TRUE(h.ws.PerformanceDataReady) << Shown(h);
+    Shown(h);
+    return files;
+}
+
 TEST(FandeckCompare, AFandeckChangedAfterItWasReadIsRefusedNamingIt) {
     CommandHarness h("compare-changed-file");
-    const auto [master, target] = OwnFandecks(h);
-    CompareCorrected(h, master, target);
-    ASSERT_TRUE(h.ws.PerformanceDataReady) << Shown(h);
-    Shown(h);
+    const auto [master, target] = ComparedOwnFandecks(h);
+    ASSERT_TRUE(h.ws.PerformanceDataReady);
     const ValidationResult before = ValidateComparison(h.ws, Geometry::SCI);
     EXPECT_EQ(before.Samples.size(), static_cast<std::size_t>(h.ws.SampleCount));
 
@@ -131,10 +139,8 @@ TEST(FandeckCompare, TheConversionIsKeptInATemporaryFileAndSavedFromIt) {
 
 TEST(FandeckCompare, ADamagedRecordIsNamedAndLeavesTheWorkspaceUsable) {
     CommandHarness h("compare-damaged-record");
-    const auto [master, target] = OwnFandecks(h);
-    CompareCorrected(h, master, target);
-    ASSERT_TRUE(h.ws.PerformanceDataReady) << Shown(h);
-    Shown(h);
+    const auto [master, target] = ComparedOwnFandecks(h);
+    ASSERT_TRUE(h.ws.PerformanceDataReady);
     const std::string converted = test::FileBytes(h.ws.ConvertedCurvesFile);
 
     // Record 7 of the Target no longer matches its checksum: the conversion stops there, names
