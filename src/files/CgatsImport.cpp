@@ -79,7 +79,7 @@ class LineCursor {
             line = std::string_view(begin, static_cast<std::size_t>((stop ? stop : end) - begin));
             m_lineAt = m_bufferAt + static_cast<std::streamoff>(m_pos);
             std::size_t next = static_cast<std::size_t>((stop ? stop + 1 : end) - m_buffer.data());
-            if (stop == cr && stop + 1 < end && stop[1] == '\n')
+            if (stop && stop == cr && stop + 1 < end && stop[1] == '\n')
                 ++next;
             m_pos = next;
             ++m_number;

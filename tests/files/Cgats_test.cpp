@@ -543,6 +543,10 @@ TEST(CgatsImport, ALargeFileReadInPiecesGivesTheSameRecordsWhateverItsLineEnding
         SCOPED_TRACE(text == &crlf ? "CR LF" : text == &lf ? "LF" : "CR");
         EXPECT_EQ(Import(*text), original);
     }
+    // A file whose last line has no ending at all (an editor that adds none).
+    const std::string unended = lf.substr(0, lf.find_last_not_of('\n') + 1);
+    ASSERT_NE(unended.back(), '\n');
+    EXPECT_EQ(Import(unended), original);
     // A stream that cannot seek is read whole first; the records come through the sink one by
     // one all the same.
     PipeBuffer pipe(crlf);
