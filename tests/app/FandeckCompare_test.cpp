@@ -3,7 +3,6 @@
 #include "app/FandeckCompare.h"
 
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

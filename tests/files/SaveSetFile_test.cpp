@@ -1,7 +1,6 @@
 #include "files/SaveSetFile.h"
 
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
