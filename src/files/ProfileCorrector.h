@@ -28,6 +28,9 @@ enum class Geometry { SCI = 0, SCE = 1 };
 // precision the file prints (3 decimals for offsets and levels, 6 for gains and segments).
 //
 // Correct() does no allocation and no validation; per-point constants are laid out once by Load.
+// It evaluates the shared formulas two points at a time, operation for operation in the same order,
+// so its results are bit for bit those of the one-point-at-a-time formulas (the tests keep that
+// version as the reference).
 class ProfileCorrector {
   public:
     ProfileCorrector() = default;
@@ -52,13 +55,17 @@ class ProfileCorrector {
     }
 
   private:
-    // One bank laid out per point (0..39, point 0 a copy of point 1) in the order Correct uses it.
-    struct Plan {
-        std::array<double, kPointCount> offset{}, gain{}, reflectance{};
-        std::array<std::array<double, 4>, kPointCount> level{};      // T1..T4
-        std::array<std::array<double, 5>, kPointCount> slope{};      // segments 1..5
-        std::array<std::array<double, 5>, kPointCount> intercept{};  // segments 1..5
-        std::array<WavelengthWeights, kPointCount> weight{};
+    // One bank laid out per point (0..39, point 0 a copy of point 1), one array per constant, so
+    // that Correct takes two points at a time. The wavelength step's missing neighbours (before
+    // point 0, after point 39) are given the weight -0, whose product with the zero guard value is
+    // -0 and leaves any sum exactly as it was.
+    struct alignas(16) Plan {
+        double offset[kPointCount], oneMinusGain[kPointCount], gain[kPointCount];
+        double reflectance[kPointCount];
+        double level[4][kPointCount];      // T1..T4
+        double slope[5][kPointCount];      // segments 1..5
+        double intercept[5][kPointCount];  // segments 1..5
+        double weight[3][kPointCount];     // W0, W1, W2
     };
     static void BuildPlan(const CoefficientBank& bank, Plan& plan);
 
