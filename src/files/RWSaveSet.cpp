@@ -1,5 +1,7 @@
 #include "files/RWSaveSet.h"
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <ctime>
 #include <fstream>
@@ -364,23 +366,12 @@ void RWSaveSet::WriteCorrelatedResults() {
         throw IoError(m_lastError);
     }
     try {
-        // The conversion is the correlated fandeck already: copied as it stands, in blocks.
-        std::ifstream in(m_ws.ConvertedCurvesFile, std::ios::binary);
-        if (!in)
+        // The conversion is the correlated fandeck already: copied as it stands.
+        if (::access(m_ws.ConvertedCurvesFile.c_str(), R_OK) != 0)
             throw IoError(name +
                           ": cannot be written: the converted fandeck in the temporary "
                           "folder is gone; convert the fandeck again");
-        WriteFileAtomically(target, [&](std::ostream& out) {
-            std::vector<char> block(1 << 20);
-            while (in) {
-                in.read(block.data(), static_cast<std::streamsize>(block.size()));
-                out.write(block.data(), in.gcount());
-            }
-            if (in.bad())
-                throw IoError(name +
-                              ": cannot be written: the converted fandeck in the "
-                              "temporary folder cannot be read");
-        });
+        CopyFileAtomically(m_ws.ConvertedCurvesFile, target);
     } catch (const std::exception& error) {
         m_lastError = error.what();
         throw;

@@ -192,7 +192,7 @@ int16_t RWSaveSet::ReadFandeckandBuildCorrelatedData(const std::string& file,
         return true;
     };
     try {
-        StoreSaveSet(header, correct, converted.Path());
+        StoreSaveSet(header, correct, converted.Path(), Durability::kScratch);
         if (r != records)
             throw Error(file + " holds " + std::to_string(r) + " records, not the " +
                         std::to_string(records) + " it said when opened");

@@ -355,10 +355,12 @@ class Writer {
     Database m_db;
 };
 
-void Store(const SaveSetData& header, const RecordFeed& next, const fs::path& file) {
+void Store(const SaveSetData& header, const RecordFeed& next, const fs::path& file,
+           Durability durability = Durability::kDurable) {
     CheckHeader(header, file);
     WriteFileAtomicallyByPath(
-        file, [&](const fs::path& temporary) { Writer(file, temporary).Write(header, next); });
+        file, [&](const fs::path& temporary) { Writer(file, temporary).Write(header, next); },
+        durability);
 }
 
 // ---- reading ----
@@ -697,8 +699,8 @@ void StoreSaveSet(const SaveSetData& data, const fs::path& file) {
         file);
 }
 
-void StoreSaveSet(const SaveSetData& header, const SaveSetRecordSource& next,
-                  const fs::path& file) {
+void StoreSaveSet(const SaveSetData& header, const SaveSetRecordSource& next, const fs::path& file,
+                  Durability durability) {
     SaveSetRecord record;
     Store(
         header,
@@ -713,7 +715,7 @@ void StoreSaveSet(const SaveSetData& header, const SaveSetRecordSource& next,
             record.Curves = {};
             return next(record) ? &record : nullptr;
         },
-        file);
+        file, durability);
 }
 
 }  // namespace tintara

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "files/SaveSetData.h"
+#include "workspace/WriteFile.h"
 
 namespace tintara {
 
@@ -69,8 +70,9 @@ using SaveSetRecordSource = std::function<bool(SaveSetRecord& record)>;
 // `next` supplies, straight into the temporary file beside `file`, which then replaces it: the
 // same refusals, IoError and all-or-nothing replacement as the whole-file StoreSaveSet, with memory
 // bounded whatever the record count. A record with a non-finite value is refused with Error; the
-// target is not touched and the temporary is removed.
+// target is not touched and the temporary is removed. A scratch save set (a spill only this
+// process reads) is not synced to the disk (see Durability).
 void StoreSaveSet(const SaveSetData& header, const SaveSetRecordSource& next,
-                  const std::filesystem::path& file);
+                  const std::filesystem::path& file, Durability durability = Durability::kDurable);
 
 }  // namespace tintara

@@ -230,8 +230,8 @@ class Temporary {
             Fail(m_target, "its permissions cannot be kept (" + Reason(errno) + ")");
     }
 
-    void Commit(const fs::path& resolved) {
-        if (::fsync(m_fd) != 0)
+    void Commit(const fs::path& resolved, Durability durability) {
+        if (durability == Durability::kDurable && ::fsync(m_fd) != 0)
             Fail(m_target, Reason(errno));
         const int fd = m_fd;
         m_fd = -1;
@@ -267,7 +267,8 @@ namespace {
 // Everything a replacement does around the writing itself, which `fill` does into the temporary.
 // `byPath`: the producer opens the temporary itself, so its owner must be able to read and write it
 // while it is filled, whatever the permissions it takes over in the end.
-void Replace(const fs::path& target, bool byPath, const std::function<void(Temporary&)>& fill) {
+void Replace(const fs::path& target, bool byPath, const std::function<void(Temporary&)>& fill,
+             Durability durability = Durability::kDurable) {
     IgnoreFileSizeSignal();
     if (target.empty())
         throw IoError("Cannot write the file: no file name was given.");
@@ -303,8 +304,51 @@ void Replace(const fs::path& target, bool byPath, const std::function<void(Tempo
     fill(temp);
     if (widened)
         temp.Adopt(old);
-    temp.Commit(resolved);
-    SyncFolder(folder);
+    temp.Commit(resolved, durability);
+    if (durability == Durability::kDurable)
+        SyncFolder(folder);
+}
+
+// Copies what is left of `from` to `to`; false with errno set when a read or write fails. The
+// kernel copies where it can; where it cannot (another kind of file system, an old kernel), the
+// bytes pass through a buffer.
+bool CopyDescriptor(int from, int to, bool& readFailed) {
+    readFailed = false;
+    bool kernelCopy = true;
+    std::vector<char> buffer;
+    for (;;) {
+        if (kernelCopy) {
+            const ssize_t n = ::copy_file_range(from, nullptr, to, nullptr, 1 << 30, 0);
+            if (n > 0)
+                continue;
+            if (n == 0)
+                return true;
+            if (errno == EINTR)
+                continue;
+            if (errno != EXDEV && errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP)
+                return false;  // which side failed is not known: a full disk reads as a write error
+            kernelCopy = false;
+            buffer.resize(1 << 20);
+        }
+        const ssize_t n = ::read(from, buffer.data(), buffer.size());
+        if (n == 0)
+            return true;
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            readFailed = true;
+            return false;
+        }
+        for (ssize_t done = 0; done < n;) {
+            const ssize_t written = ::write(to, buffer.data() + done, static_cast<std::size_t>(n - done));
+            if (written < 0) {
+                if (errno == EINTR)
+                    continue;
+                return false;
+            }
+            done += written;
+        }
+    }
 }
 
 }  // namespace
@@ -328,8 +372,28 @@ void WriteFileAtomically(const fs::path& target,
 }
 
 void WriteFileAtomicallyByPath(const fs::path& target,
-                               const std::function<void(const fs::path& temporary)>& produce) {
-    Replace(target, true, [&](Temporary& temp) { produce(temp.Path()); });
+                               const std::function<void(const fs::path& temporary)>& produce,
+                               Durability durability) {
+    Replace(target, true, [&](Temporary& temp) { produce(temp.Path()); }, durability);
+}
+
+void CopyFileAtomically(const fs::path& source, const fs::path& target) {
+    const int from = ::open(source.c_str(), O_RDONLY | O_CLOEXEC);
+    if (from < 0)
+        Fail(target, source.string() + " cannot be read (" + Reason(errno) + ")");
+    struct Closer {
+        int fd;
+        ~Closer() { ::close(fd); }
+    } closer{from};
+    Replace(target, false, [&](Temporary& temp) {
+        bool readFailed = false;
+        if (!CopyDescriptor(from, temp.Fd(), readFailed)) {
+            const int error = errno;
+            if (readFailed)
+                Fail(target, source.string() + " cannot be read (" + Reason(error) + ")");
+            Fail(target, Reason(error));
+        }
+    });
 }
 
 void WriteFileAtomically(const fs::path& target, std::string_view bytes) {

@@ -31,13 +31,27 @@ void WriteFileAtomically(const std::filesystem::path& target,
                          const std::function<void(std::ostream&)>& produce);
 void WriteFileAtomically(const std::filesystem::path& target, std::string_view bytes);
 
+// How far a replacement goes to put the file on the disk. Durable (every file the user names) syncs
+// the data and the folder, so the new file survives a power cut once the call returns. Scratch is
+// for a file only this process reads and removes again (a spill in the temporary folder): nothing
+// is synced, which saves the disk writes of a file that is often gone before the system would
+// write it back; a crash loses such a file anyway. Everything else holds for both.
+enum class Durability { kDurable, kScratch };
+
 // The same replacement for a producer that writes by file name (a database engine opening the
 // file itself): `produce` is handed the path of the temporary, which exists and is empty, writes
 // the complete file there and closes it before returning. The routine cannot see the producer's
 // write errors, so the producer throws for them (FailWrite gives the routine's own message).
 // Everything else above holds as it stands.
 void WriteFileAtomicallyByPath(const std::filesystem::path& target,
-                               const std::function<void(const std::filesystem::path&)>& produce);
+                               const std::function<void(const std::filesystem::path&)>& produce,
+                               Durability durability = Durability::kDurable);
+
+// The same replacement with a byte-for-byte copy of `source`, the system copying the blocks
+// itself where it can (copy_file_range: no pass through this process's memory; on file systems
+// that share blocks, no copy at all). Throws IoError naming the target and the source when the
+// source cannot be read.
+void CopyFileAtomically(const std::filesystem::path& source, const std::filesystem::path& target);
 
 // Throws the IoError the routine throws for a write to `target` that failed with errno `error`.
 [[noreturn]] void FailWrite(const std::filesystem::path& target, int error);

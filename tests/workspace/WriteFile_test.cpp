@@ -14,6 +14,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "support/ExpectThrow.h"
 #include "support/TestPaths.h"
 #include "workspace/Error.h"
 
@@ -175,6 +176,72 @@ TEST(WriteFileAtomically, AFullDiskIsAMessageAndTheEarlierFileStays) {
     WriteFileAtomically(file, "earlier");
     const std::string what = Refusal(file, std::string(1 << 20, 'x'));
     EXPECT_NE(what.find("No space left"), std::string::npos) << what;
+    EXPECT_EQ(test::Slurp(file), "earlier");
+    EXPECT_EQ(Temporaries(mountPoint), 0);
+    ::umount(mountPoint.c_str());
+}
+
+// Bytes that no two blocks share, so a block copied twice or skipped shows.
+std::string Pattern(std::size_t n) {
+    std::string bytes(n, '\0');
+    uint32_t x = 2463534242u;
+    for (char& c : bytes) {
+        x ^= x << 13;
+        x ^= x >> 17;
+        x ^= x << 5;
+        c = static_cast<char>(x);
+    }
+    return bytes;
+}
+
+TEST(CopyFileAtomically, CopiesByteForByteAndRefusesAsAnyWriteDoes) {
+    const auto dir = test::ScratchDir("WriteFile_Copy");
+    const fs::path source = dir / "converted.wsv";
+    const fs::path file = dir / "correlated.wsv";
+    const std::string bytes = Pattern((3 << 20) + 12345);
+    WriteFileAtomically(source, bytes);
+    WriteFileAtomically(file, "earlier");
+    ::chmod(file.c_str(), 0640);
+    CopyFileAtomically(source, file);
+    EXPECT_EQ(test::Slurp(file), bytes);
+    EXPECT_EQ(Mode(file), 0640u);
+
+    // A source that is gone: both files are named, the earlier copy stays.
+    const std::string missing = (dir / "gone.wsv").string();
+    EXPECT_THROW_WHAT(CopyFileAtomically(missing, file), IoError,
+                      "Cannot write " + file.string() + ": " + missing + " cannot be read");
+    EXPECT_EQ(test::Slurp(file), bytes);
+
+    // A file-size limit part way through the copy.
+    WriteFileAtomically(file, "earlier");
+    const int status = InChild([&] {
+        rlimit small{1 << 20, 1 << 20};
+        ::setrlimit(RLIMIT_FSIZE, &small);
+        try {
+            CopyFileAtomically(source, file);
+        } catch (const IoError& e) {
+            return std::string(e.what()).find("File too large") != std::string::npos ? 0 : 1;
+        }
+        return 2;
+    });
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(test::Slurp(file), "earlier");
+    EXPECT_EQ(Temporaries(dir), 0);
+}
+
+TEST(CopyFileAtomically, AFullDiskIsAMessageAndTheEarlierFileStays) {
+    const auto dir = test::ScratchDir("WriteFile_CopyFull");
+    const fs::path mountPoint = dir / "small";
+    fs::create_directory(mountPoint);
+    if (::geteuid() != 0 ||
+        ::mount("tintara-test", mountPoint.c_str(), "tmpfs", 0, "size=256k") != 0) {
+        GTEST_SKIP() << "cannot mount a small tmpfs here (needs root and mount rights)";
+    }
+    const fs::path source = dir / "converted.wsv";
+    WriteFileAtomically(source, Pattern(1 << 20));
+    const fs::path file = mountPoint / "correlated.wsv";
+    WriteFileAtomically(file, "earlier");
+    EXPECT_THROW_WHAT(CopyFileAtomically(source, file), IoError, "No space left");
     EXPECT_EQ(test::Slurp(file), "earlier");
     EXPECT_EQ(Temporaries(mountPoint), 0);
     ::umount(mountPoint.c_str());
