@@ -78,8 +78,9 @@ void ProfileCorrector::Correct(Geometry geometry, const double* in, double* out)
     for (int p = 0; p < kPointCount; p += 2) {
         // OffsetCorrected, then GainCorrected.
         const Pair x = LoadPair(in + p) + LoadPair(plan.offset + p);
-        const Pair s = (one + LoadPair(plan.oneMinusGain + p) * (one - x / LoadPair(plan.reflectance + p))) *
-                       LoadPair(plan.gain + p) * x;
+        const Pair s =
+            (one + LoadPair(plan.oneMinusGain + p) * (one - x / LoadPair(plan.reflectance + p))) *
+            LoadPair(plan.gain + p) * x;
         // LinearitySegment: the first level above the value wins, so the levels are tried from
         // the top down and each one below overrides; a NaN stays in the top segment.
         Pair slope = LoadPair(plan.slope[4] + p);

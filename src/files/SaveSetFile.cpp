@@ -23,32 +23,7 @@ namespace {
 
 constexpr std::size_t kCurveBytes = kPointCount * sizeof(double);
 
-// ---- little-endian curve BLOBs ----
-
-void EncodeCurve(const Curve& curve, unsigned char* out) {
-    if constexpr (std::endian::native == std::endian::little) {
-        std::memcpy(out, curve.data(), kCurveBytes);
-    } else {
-        for (int i = 0; i < kPointCount; ++i) {
-            const auto bits = std::bit_cast<uint64_t>(curve[i]);
-            for (int b = 0; b < 8; ++b)
-                out[i * 8 + b] = static_cast<unsigned char>(bits >> (8 * b));
-        }
-    }
-}
-
-void DecodeCurve(const unsigned char* in, Curve& curve) {
-    if constexpr (std::endian::native == std::endian::little) {
-        std::memcpy(curve.data(), in, kCurveBytes);
-    } else {
-        for (int i = 0; i < kPointCount; ++i) {
-            uint64_t bits = 0;
-            for (int b = 0; b < 8; ++b)
-                bits |= static_cast<uint64_t>(in[i * 8 + b]) << (8 * b);
-            curve[i] = std::bit_cast<double>(bits);
-        }
-    }
-}
+// ---- curves ----
 
 bool AllFinite(const Curve& curve) {
     // A value is infinite or NaN when its exponent bits are all set; no early exit, so that the
@@ -136,9 +111,38 @@ class Checksum {
     void Text(const std::string& s) {
         Bytes(reinterpret_cast<const unsigned char*>(s.data()), s.size());
     }
+    // A stored curve BLOB (kCurveBytes of little-endian doubles), as Bytes takes it, decoded into
+    // `curve` on the way; false when a value is infinite or NaN. The copy and the check ride along
+    // with the checksum, whose multiplications, one after another, leave the processor time for
+    // them.
+    bool StoredCurve(const unsigned char* stored, Curve& curve) {
+        Word(kCurveBytes);
+        uint64_t special = 0;
+        for (int i = 0; i < kPointCount; ++i) {
+            const uint64_t w = LoadLittleEndian(stored + 8 * i);
+            curve[i] = std::bit_cast<double>(w);
+            special |= static_cast<uint64_t>((w & kExponent) == kExponent);
+            Word(w);
+        }
+        return special == 0;
+    }
+    // The same for a curve being written: encoded into `stored` as it is taken.
+    bool CurveToStore(const Curve& curve, unsigned char* stored) {
+        Word(kCurveBytes);
+        uint64_t special = 0;
+        for (int i = 0; i < kPointCount; ++i) {
+            const auto w = std::bit_cast<uint64_t>(curve[i]);
+            StoreLittleEndian(stored + 8 * i, w);
+            special |= static_cast<uint64_t>((w & kExponent) == kExponent);
+            Word(w);
+        }
+        return special == 0;
+    }
     int64_t Value() const { return std::bit_cast<int64_t>(m_h); }
 
   private:
+    // A double is infinite or NaN when its exponent bits are all set.
+    static constexpr uint64_t kExponent = 0x7ff0000000000000ULL;
     static uint64_t LoadLittleEndian(const unsigned char* p) {
         uint64_t w = 0;
         std::memcpy(&w, p, sizeof w);
@@ -147,6 +151,11 @@ class Checksum {
         } else {
             return __builtin_bswap64(w);
         }
+    }
+    static void StoreLittleEndian(unsigned char* p, uint64_t w) {
+        if constexpr (std::endian::native != std::endian::little)
+            w = __builtin_bswap64(w);
+        std::memcpy(p, &w, sizeof w);
     }
     uint64_t m_h = 0xcbf29ce484222325ULL;
 };
@@ -171,9 +180,9 @@ int64_t HeaderChecksum(const SaveSetData& d) {
     return c.Value();
 }
 
-// `curve0`, `curve1`: the stored curve BLOBs of kCurveBytes (curve1 null when it is NULL).
-int64_t RecordChecksum(const SaveSetRecord& rec, int64_t ordinal, const unsigned char* curve0,
-                       const unsigned char* curve1) {
+// A record's checksum up to its curves, which follow: each as Bytes takes its stored BLOB
+// (StoredCurve, CurveToStore), a missing second curve as the number -1.
+Checksum RecordFieldsChecksum(const SaveSetRecord& rec, int64_t ordinal) {
     Checksum c;
     c.Int(ordinal);
     c.Text(rec.Name);
@@ -183,13 +192,7 @@ int64_t RecordChecksum(const SaveSetRecord& rec, int64_t ordinal, const unsigned
     c.Text(rec.Status);
     c.Int(rec.Instrument);
     c.Int(rec.Time);
-    c.Bytes(curve0, kCurveBytes);
-    if (curve1) {
-        c.Bytes(curve1, kCurveBytes);
-    } else {
-        c.Int(-1);
-    }
-    return c.Value();
+    return c;
 }
 
 // ---- writing ----
@@ -323,7 +326,6 @@ class Writer {
             const SaveSetRecord* rec = next();
             if (!rec)
                 break;
-            CheckRecord(*rec, r, m_target);
             sqlite3_bind_int64(s.stmt, 1, r);
             BindText(s.stmt, 2, rec->Name);
             BindText(s.stmt, 3, rec->Name2);
@@ -332,20 +334,23 @@ class Writer {
             BindText(s.stmt, 6, rec->Status);
             sqlite3_bind_int(s.stmt, 7, rec->Instrument);
             sqlite3_bind_int(s.stmt, 8, rec->Time);
-            EncodeCurve(rec->Curves[0], blob0.data());
+            Checksum checksum = RecordFieldsChecksum(*rec, r);
+            bool finite = checksum.CurveToStore(rec->Curves[0], blob0.data());
             sqlite3_bind_blob(s.stmt, 9, blob0.data(), kCurveBytes, SQLITE_STATIC);
             // A one-angle save set may still carry a second curve (a correlated fandeck writes
             // both positions); an all-zero second curve is what an unwritten one reads as.
             const bool secondCurve = header.NumAngles >= 2 || !AllZero(rec->Curves[1]);
             if (secondCurve) {
-                EncodeCurve(rec->Curves[1], blob1.data());
+                finite &= checksum.CurveToStore(rec->Curves[1], blob1.data());
                 sqlite3_bind_blob(s.stmt, 10, blob1.data(), kCurveBytes, SQLITE_STATIC);
             } else {
+                finite &= AllFinite(rec->Curves[1]);
+                checksum.Int(-1);
                 sqlite3_bind_null(s.stmt, 10);
             }
-            sqlite3_bind_int64(
-                s.stmt, 11,
-                RecordChecksum(*rec, r, blob0.data(), secondCurve ? blob1.data() : nullptr));
+            if (!finite)
+                CheckRecord(*rec, r, m_target);  // refuses it, naming the record
+            sqlite3_bind_int64(s.stmt, 11, checksum.Value());
             Step(s.stmt);
         }
     }
@@ -505,8 +510,9 @@ struct SaveSetReader::Impl {
         else
             out.clear();
     }
-    // Returns the stored bytes, valid until the next step.
-    const unsigned char* CurveColumn(sqlite3_stmt* s, int col, const Field& what, Curve& curve) {
+    // Reads the curve into `curve`, adding its stored bytes to the record's checksum.
+    void CurveColumn(sqlite3_stmt* s, int col, const Field& what, Curve& curve,
+                     Checksum& checksum) {
         sqlite3_value* value = sqlite3_column_value(s, col);
         if (sqlite3_value_type(value) != SQLITE_BLOB)
             Bad(what.Text() + " is not a curve");
@@ -515,10 +521,8 @@ struct SaveSetReader::Impl {
         if (n != static_cast<int>(kCurveBytes) || !p) {
             Bad(what.Text() + " holds " + std::to_string(n) + " bytes, not 40 numbers");
         }
-        DecodeCurve(p, curve);
-        if (!AllFinite(curve))
+        if (!checksum.StoredCurve(p, curve))
             Bad(what.Text() + " holds a value that is not a finite number");
-        return p;
     }
 
     void ReadHeader() {
@@ -594,17 +598,17 @@ struct SaveSetReader::Impl {
         rec.Time = static_cast<int32_t>(Integer(s, 7, {ordinal, "the time"},
                                                 std::numeric_limits<int32_t>::min(),
                                                 std::numeric_limits<int32_t>::max()));
-        const unsigned char* curve0 =
-            CurveColumn(s, 8, {ordinal, "the curve at angle position 0"}, rec.Curves[0]);
-        const unsigned char* curve1 = nullptr;
+        Checksum checksum = RecordFieldsChecksum(rec, ordinal);
+        CurveColumn(s, 8, {ordinal, "the curve at angle position 0"}, rec.Curves[0], checksum);
         if (sqlite3_column_type(s, 9) == SQLITE_NULL) {
             if (m_header.NumAngles >= 2)
                 Bad(Field(ordinal, "the curve at angle position 1 is missing").Text());
             rec.Curves[1] = Curve{};
+            checksum.Int(-1);
         } else {
-            curve1 = CurveColumn(s, 9, {ordinal, "the curve at angle position 1"}, rec.Curves[1]);
+            CurveColumn(s, 9, {ordinal, "the curve at angle position 1"}, rec.Curves[1], checksum);
         }
-        if (sqlite3_column_int64(s, 10) != RecordChecksum(rec, ordinal, curve0, curve1)) {
+        if (sqlite3_column_int64(s, 10) != checksum.Value()) {
             Bad("the save set is damaged (record " + std::to_string(ordinal) +
                 " does not match its checksum)");
         }

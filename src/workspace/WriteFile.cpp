@@ -340,7 +340,8 @@ bool CopyDescriptor(int from, int to, bool& readFailed) {
             return false;
         }
         for (ssize_t done = 0; done < n;) {
-            const ssize_t written = ::write(to, buffer.data() + done, static_cast<std::size_t>(n - done));
+            const ssize_t written =
+                ::write(to, buffer.data() + done, static_cast<std::size_t>(n - done));
             if (written < 0) {
                 if (errno == EINTR)
                     continue;
@@ -374,7 +375,8 @@ void WriteFileAtomically(const fs::path& target,
 void WriteFileAtomicallyByPath(const fs::path& target,
                                const std::function<void(const fs::path& temporary)>& produce,
                                Durability durability) {
-    Replace(target, true, [&](Temporary& temp) { produce(temp.Path()); }, durability);
+    Replace(
+        target, true, [&](Temporary& temp) { produce(temp.Path()); }, durability);
 }
 
 void CopyFileAtomically(const fs::path& source, const fs::path& target) {

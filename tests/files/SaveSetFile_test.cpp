@@ -13,6 +13,7 @@
 #include <limits>
 #include <stdexcept>
 
+#include "files/DemoData.h"
 #include "support/ExpectThrow.h"
 #include "support/SqlFile.h"
 #include "support/TestPaths.h"
@@ -94,6 +95,39 @@ TEST(SaveSetStorage, EveryFieldSurvivesARoundTripOverALargerEarlierFile) {
         EXPECT_EQ(back, d) << "angles " << angles;
         EXPECT_TRUE(std::signbit(back.Records[4].Curves[0][0]));
     }
+}
+
+// Files kept from earlier builds: the demo's Master tile set (two angle positions) and a
+// one-angle results file whose second curves are NULL. A change to the stored layout or to the
+// checksum makes them unreadable, which would strand every save set users already have.
+TEST(SaveSetStorage, SaveSetsWrittenByEarlierBuildsStillRead) {
+    const SaveSetData tiles = LoadSaveSet(test::DataPath("savesets/demo-master-tiles.wsv"));
+    const SaveSetData demo = MakeDemoData().MasterTiles;
+    ASSERT_EQ(tiles.Records.size(), demo.Records.size());
+    EXPECT_EQ(tiles.NumAngles, 2);
+    for (std::size_t r = 0; r < demo.Records.size(); ++r) {
+        EXPECT_EQ(tiles.Records[r].Name, demo.Records[r].Name);
+        EXPECT_EQ(tiles.Records[r].Curves, demo.Records[r].Curves) << "record " << r;
+    }
+
+    const fs::path oneAngle = test::DataPath("savesets/one-angle-results.wsv");
+    const SaveSetData results = LoadSaveSet(oneAngle);
+    ASSERT_EQ(results.Records.size(), 6u);
+    EXPECT_EQ(results.NumAngles, 1);
+    // Written again today and read back, it holds the same.
+    const fs::path again = test::ScratchDir("SaveSet_Earlier") / "again.wsv";
+    StoreSaveSet(results, again);
+    const SaveSetData back = LoadSaveSet(again);
+    ASSERT_EQ(back.Records.size(), results.Records.size());
+    for (std::size_t r = 0; r < back.Records.size(); ++r) {
+        EXPECT_EQ(back.Records[r].Name, results.Records[r].Name);
+        EXPECT_EQ(back.Records[r].Curves, results.Records[r].Curves);
+    }
+    // Its checksums are the ones today's writer computes: the stored values agree row for row.
+    const std::string stored =
+        test::QuerySql(oneAngle, "SELECT group_concat(checksum) FROM records;");
+    EXPECT_EQ(std::count(stored.begin(), stored.end(), ','), 5) << stored;
+    EXPECT_EQ(test::QuerySql(again, "SELECT group_concat(checksum) FROM records;"), stored);
 }
 
 TEST(SaveSetStorage, RefusesFilesThatAreNotReadableSaveSets) {

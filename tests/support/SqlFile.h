@@ -28,4 +28,20 @@ inline void ExecSql(const std::filesystem::path& file, const std::string& sql) {
     ASSERT_EQ(rc, SQLITE_OK) << text;
 }
 
+// The first column of the first row a query gives, as text ("" when there is none).
+inline std::string QuerySql(const std::filesystem::path& file, const std::string& sql) {
+    sqlite3* db = nullptr;
+    std::string result;
+    if (sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK) {
+        sqlite3_stmt* s = nullptr;
+        if (sqlite3_prepare_v2(db, sql.c_str(), -1, &s, nullptr) == SQLITE_OK &&
+            sqlite3_step(s) == SQLITE_ROW && sqlite3_column_text(s, 0)) {
+            result = reinterpret_cast<const char*>(sqlite3_column_text(s, 0));
+        }
+        sqlite3_finalize(s);
+    }
+    sqlite3_close(db);
+    return result;
+}
+
 }  // namespace tintara::test
