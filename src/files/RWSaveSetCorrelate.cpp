@@ -26,11 +26,12 @@ const char* GeometryName(Geometry g) {
     return g == Geometry::SCI ? "SCI" : "SCE";
 }
 
+// No early exit and no running sum, so the points are checked side by side.
 bool Finite(const double* curve) {
-    double sum = 0.0;
+    bool finite = true;
     for (int w = 0; w < kPointCount; ++w)
-        sum += curve[w] * 0.0;  // NaN or inf poison the sum
-    return sum == 0.0;
+        finite &= std::isfinite(curve[w]);
+    return finite;
 }
 
 }  // namespace
