@@ -10,7 +10,9 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <string>
 #include <system_error>
+#include <vector>
 
 #include "workspace/Error.h"
 #include "workspace/WriteFile.h"
@@ -317,41 +319,94 @@ class Writer {
         Step(s.stmt);
     }
 
+    // A record ready to be inserted: its texts copied (the feed reuses its record), its curves
+    // encoded, its checksum taken.
+    struct Row {
+        int64_t ordinal = 0;
+        std::string name, name2, system, notes, status;
+        int instrument = 0, time = 0;
+        std::array<unsigned char, kCurveBytes> curve0{}, curve1{};
+        bool secondCurve = false;
+        int64_t checksum = 0;
+    };
+
+    // An INSERT of `rows` rows.
+    void PrepareInsert(Statement& s, int rows) {
+        std::string sql = std::string("INSERT INTO records (") + kRecordColumns + ") VALUES ";
+        for (int r = 0; r < rows; ++r)
+            sql += r == 0 ? "(?,?,?,?,?,?,?,?,?,?,?)" : ",(?,?,?,?,?,?,?,?,?,?,?)";
+        Prepare(s, sql + ";");
+    }
+
+    // Inserts rows[0..count) with `s`, an INSERT of exactly `count` rows.
+    void Insert(sqlite3_stmt* s, const std::vector<Row>& rows, int count) {
+        for (int r = 0; r < count; ++r) {
+            const Row& row = rows[static_cast<std::size_t>(r)];
+            const int at = r * 11;
+            sqlite3_bind_int64(s, at + 1, row.ordinal);
+            BindText(s, at + 2, row.name);
+            BindText(s, at + 3, row.name2);
+            BindText(s, at + 4, row.system);
+            BindText(s, at + 5, row.notes);
+            BindText(s, at + 6, row.status);
+            sqlite3_bind_int(s, at + 7, row.instrument);
+            sqlite3_bind_int(s, at + 8, row.time);
+            sqlite3_bind_blob(s, at + 9, row.curve0.data(), kCurveBytes, SQLITE_STATIC);
+            if (row.secondCurve)
+                sqlite3_bind_blob(s, at + 10, row.curve1.data(), kCurveBytes, SQLITE_STATIC);
+            else
+                sqlite3_bind_null(s, at + 10);
+            sqlite3_bind_int64(s, at + 11, row.checksum);
+        }
+        Step(s);
+    }
+
+    // Rows go in eight to a statement: what SQLite does once per statement (opening the table,
+    // finishing the statement) is then shared by eight rows, which takes about a quarter off the
+    // write. The rows and their order are the same as one at a time.
+    static constexpr int kRowsPerInsert = 8;
+
     void WriteRecords(const SaveSetData& header, const RecordFeed& next) {
-        Statement s;
-        Prepare(s, std::string("INSERT INTO records (") + kRecordColumns +
-                       ") VALUES (?,?,?,?,?,?,?,?,?,?,?);");
-        std::array<unsigned char, kCurveBytes> blob0{}, blob1{};
+        Statement full;
+        PrepareInsert(full, kRowsPerInsert);
+        std::vector<Row> rows(kRowsPerInsert);
+        int pending = 0;
         for (int64_t r = 0;; ++r) {
             const SaveSetRecord* rec = next();
             if (!rec)
                 break;
-            sqlite3_bind_int64(s.stmt, 1, r);
-            BindText(s.stmt, 2, rec->Name);
-            BindText(s.stmt, 3, rec->Name2);
-            BindText(s.stmt, 4, rec->System);
-            BindText(s.stmt, 5, rec->Notes);
-            BindText(s.stmt, 6, rec->Status);
-            sqlite3_bind_int(s.stmt, 7, rec->Instrument);
-            sqlite3_bind_int(s.stmt, 8, rec->Time);
+            Row& row = rows[static_cast<std::size_t>(pending)];
+            row.ordinal = r;
+            row.name = rec->Name;
+            row.name2 = rec->Name2;
+            row.system = rec->System;
+            row.notes = rec->Notes;
+            row.status = rec->Status;
+            row.instrument = rec->Instrument;
+            row.time = rec->Time;
             Checksum checksum = RecordFieldsChecksum(*rec, r);
-            bool finite = checksum.CurveToStore(rec->Curves[0], blob0.data());
-            sqlite3_bind_blob(s.stmt, 9, blob0.data(), kCurveBytes, SQLITE_STATIC);
+            bool finite = checksum.CurveToStore(rec->Curves[0], row.curve0.data());
             // A one-angle save set may still carry a second curve (a correlated fandeck writes
             // both positions); an all-zero second curve is what an unwritten one reads as.
-            const bool secondCurve = header.NumAngles >= 2 || !AllZero(rec->Curves[1]);
-            if (secondCurve) {
-                finite &= checksum.CurveToStore(rec->Curves[1], blob1.data());
-                sqlite3_bind_blob(s.stmt, 10, blob1.data(), kCurveBytes, SQLITE_STATIC);
+            row.secondCurve = header.NumAngles >= 2 || !AllZero(rec->Curves[1]);
+            if (row.secondCurve) {
+                finite &= checksum.CurveToStore(rec->Curves[1], row.curve1.data());
             } else {
                 finite &= AllFinite(rec->Curves[1]);
                 checksum.Int(-1);
-                sqlite3_bind_null(s.stmt, 10);
             }
             if (!finite)
                 CheckRecord(*rec, r, m_target);  // refuses it, naming the record
-            sqlite3_bind_int64(s.stmt, 11, checksum.Value());
-            Step(s.stmt);
+            row.checksum = checksum.Value();
+            if (++pending == kRowsPerInsert) {
+                Insert(full.stmt, rows, pending);
+                pending = 0;
+            }
+        }
+        if (pending > 0) {
+            Statement rest;
+            PrepareInsert(rest, pending);
+            Insert(rest.stmt, rows, pending);
         }
     }
 
