@@ -106,11 +106,17 @@ void BM_CorrelatedDeltas100k(benchmark::State& state) {
 }
 BENCHMARK(BM_CorrelatedDeltas100k)->Unit(benchmark::kMillisecond)->Iterations(3);
 
-// The correction step alone: one 40-point curve per item, SCI and SCE alternating.
+// The correction step alone: one 40-point curve per item, SCI and SCE alternating, two and
+// four points at a time.
 void BM_CorrectCurves(benchmark::State& state) {
     Fixture& f = Data();
     ProfileCorrector corrector;
     corrector.ReadCoefficientFile(f.ccf);
+    corrector.SetWidth(static_cast<int>(state.range(0)));
+    if (corrector.Width() != state.range(0)) {
+        state.SkipWithError("this processor does not take that many points at a time");
+        return;
+    }
     const SaveSetData target = MakeDemoData().TargetFandeck;
     std::vector<double> curves;
     for (const SaveSetRecord& record : target.Records) {
@@ -130,6 +136,6 @@ void BM_CorrectCurves(benchmark::State& state) {
     }
     state.SetItemsProcessed(state.iterations());
 }
-BENCHMARK(BM_CorrectCurves);
+BENCHMARK(BM_CorrectCurves)->Arg(2)->Arg(4);  // points at a time
 
 }  // namespace

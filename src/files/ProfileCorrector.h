@@ -28,9 +28,10 @@ enum class Geometry { SCI = 0, SCE = 1 };
 // precision the file prints (3 decimals for offsets and levels, 6 for gains and segments).
 //
 // Correct() does no allocation and no validation; per-point constants are laid out once by Load.
-// It evaluates the shared formulas two points at a time, operation for operation in the same order,
+// It evaluates the shared formulas several points at a time (two on any x86-64, four where the
+// processor has AVX2), operation for operation in the same order and with no fused multiply-add,
 // so its results are bit for bit those of the one-point-at-a-time formulas (the tests keep that
-// version as the reference).
+// version as the reference, and run both widths against it).
 class ProfileCorrector {
   public:
     ProfileCorrector() = default;
@@ -54,12 +55,16 @@ class ProfileCorrector {
         Correct(geometry, in.data(), out.data());
     }
 
-  private:
+    // How many points Correct takes at a time: 4 where the processor has AVX2, else 2. The tests
+    // and the benchmark set 2 to run the code every processor runs; any other width is ignored.
+    int Width() const { return m_width; }
+    void SetWidth(int width);
+
     // One bank laid out per point (0..39, point 0 a copy of point 1), one array per constant, so
-    // that Correct takes two points at a time. The wavelength step's missing neighbours (before
+    // that Correct takes several points at a time. The wavelength step's missing neighbours (before
     // point 0, after point 39) are given the weight -0, whose product with the zero guard value is
     // -0 and leaves any sum exactly as it was.
-    struct alignas(16) Plan {
+    struct alignas(32) Plan {
         double offset[kPointCount], oneMinusGain[kPointCount], gain[kPointCount];
         double reflectance[kPointCount];
         double level[4][kPointCount];      // T1..T4
@@ -67,11 +72,14 @@ class ProfileCorrector {
         double intercept[5][kPointCount];  // segments 1..5
         double weight[3][kPointCount];     // W0, W1, W2
     };
+
+  private:
     static void BuildPlan(const CoefficientBank& bank, Plan& plan);
 
     CoefficientFileContents m_contents;
     std::array<Plan, 2> m_plans{};
     bool m_loaded = false;
+    int m_width = 2;
 };
 
 }  // namespace tintara

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 #include <random>
+#include <vector>
 
 #include "app/FandeckCompare.h"
 #include "engine/ProfileSequence.h"
@@ -77,29 +78,35 @@ TEST(ProfileCorrector, PrecomputedCorrectionMatchesThePlainFormulaBitForBit) {
         c.SCIPresent = c.SCEPresent = true;
         ProfileCorrector corrector;
         corrector.Load(c);
-        for (int curveNo = 0; curveNo < 50; ++curveNo) {
-            double in[kPointCount], fast[kPointCount], reference[kPointCount];
-            for (double& v : in)
-                v = -1.0 + 101.0 * u(rng);
-            // Values sitting exactly on a break level take the upper segment.
-            if (curveNo == 0) {
-                for (int w = 1; w < kPointCount; ++w)
-                    in[w] = c.SCI.Levels[w][1 + w % 4];
+        // Every width this processor has: two points at a time always, four with AVX2.
+        std::vector<int> widths{2};
+        if (corrector.Width() == 4)
+            widths.push_back(4);
+        for (int width : widths)
+            for (int curveNo = 0; curveNo < 50; ++curveNo) {
+                corrector.SetWidth(width);
+                double in[kPointCount], fast[kPointCount], reference[kPointCount];
+                for (double& v : in)
+                    v = -1.0 + 101.0 * u(rng);
+                // Values sitting exactly on a break level take the upper segment.
+                if (curveNo == 0) {
+                    for (int w = 1; w < kPointCount; ++w)
+                        in[w] = c.SCI.Levels[w][1 + w % 4];
+                }
+                for (Geometry g : {Geometry::SCI, Geometry::SCE}) {
+                    const CoefficientBank& bank = g == Geometry::SCI ? c.SCI : c.SCE;
+                    corrector.Correct(g, in, fast);
+                    ReferenceCorrect(bank, in, reference);
+                    ASSERT_EQ(std::memcmp(fast, reference, sizeof fast), 0)
+                        << "bank " << bankNo << " curve " << curveNo << " width " << width;
+                }
+                // In place gives the same numbers.
+                double inPlace[kPointCount];
+                std::memcpy(inPlace, in, sizeof in);
+                corrector.Correct(Geometry::SCI, inPlace, inPlace);
+                corrector.Correct(Geometry::SCI, in, fast);
+                ASSERT_EQ(std::memcmp(fast, inPlace, sizeof fast), 0);
             }
-            for (Geometry g : {Geometry::SCI, Geometry::SCE}) {
-                const CoefficientBank& bank = g == Geometry::SCI ? c.SCI : c.SCE;
-                corrector.Correct(g, in, fast);
-                ReferenceCorrect(bank, in, reference);
-                ASSERT_EQ(std::memcmp(fast, reference, sizeof fast), 0)
-                    << "bank " << bankNo << " curve " << curveNo;
-            }
-            // In place gives the same numbers.
-            double inPlace[kPointCount];
-            std::memcpy(inPlace, in, sizeof in);
-            corrector.Correct(Geometry::SCI, inPlace, inPlace);
-            corrector.Correct(Geometry::SCI, in, fast);
-            ASSERT_EQ(std::memcmp(fast, inPlace, sizeof fast), 0);
-        }
     }
 }
 
