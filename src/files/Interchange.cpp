@@ -62,30 +62,24 @@ SaveSetSummary ImportMeasurements(const std::filesystem::path& file,
                                   const std::filesystem::path& saveSet,
                                   const ImportOptions& options, ImportReport* report) {
     SaveSetSummary summary;
-    if (FormatOfMeasurementFile(file) == MeasurementFormat::Cxf) {
-        SaveSetData data = ImportCxf(file, options, report);
-        StoreSaveSet(data, saveSet);
-        summary.Records = static_cast<int64_t>(data.Records.size());
-        data.Records.clear();
-        summary.Header = std::move(data);
-        return summary;
-    }
+    const ImportSink store = [&](const SaveSetData& header, const SaveSetRecordSource& next) {
+        summary.Header = header;
+        StoreSaveSet(
+            header,
+            [&](SaveSetRecord& rec) {
+                if (!next(rec))
+                    return false;
+                ++summary.Records;
+                return true;
+            },
+            saveSet);
+    };
+    const bool cxf = FormatOfMeasurementFile(file) == MeasurementFormat::Cxf;
     std::ifstream in = OpenMeasurementFile(file);
-    ImportCgats(
-        in, file.string(),
-        [&](const SaveSetData& header, const SaveSetRecordSource& next) {
-            summary.Header = header;
-            StoreSaveSet(
-                header,
-                [&](SaveSetRecord& rec) {
-                    if (!next(rec))
-                        return false;
-                    ++summary.Records;
-                    return true;
-                },
-                saveSet);
-        },
-        options, report);
+    if (cxf)
+        ImportCxf(in, file.string(), store, options, report);
+    else
+        ImportCgats(in, file.string(), store, options, report);
     return summary;
 }
 

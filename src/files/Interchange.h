@@ -36,8 +36,7 @@ struct SaveSetSummary {
 };
 
 // Imports a measurement file straight into the save set `saveSet` (written atomically: nothing
-// is written unless the whole file imports). A CGATS file streams through in bounded memory; a
-// CxF3 file is read whole (its XML is parsed into a tree).
+// is written unless the whole file imports). Both formats stream through in bounded memory.
 SaveSetSummary ImportMeasurements(const std::filesystem::path& file,
                                   const std::filesystem::path& saveSet,
                                   const ImportOptions& options = {},
