@@ -106,21 +106,6 @@ struct CxfHeader {
     int16_t instrument = 0;
 };
 
-Geometry GeometryOf(const pugi::xml_node& element) {
-    for (const char* name : {"SphereGeometryConfiguration", "SpecularComponent"}) {
-        for (const pugi::xml_node& n : Descendants(element, name)) {
-            const std::string_view text = n.child_value();
-            if (text.find("Excluded") != std::string_view::npos ||
-                text.find("excluded") != std::string_view::npos)
-                return Geometry::SpecularExcluded;
-            if (text.find("Included") != std::string_view::npos ||
-                text.find("included") != std::string_view::npos)
-                return Geometry::SpecularIncluded;
-        }
-    }
-    return Geometry::Unknown;
-}
-
 std::string Clean(const std::string& text) {
     std::string out = text;
     for (char& c : out) {
@@ -131,22 +116,62 @@ std::string Clean(const std::string& text) {
 }
 
 
-Condition ConditionOf(const pugi::xml_node& element) {
+// What a measurement condition takes from the elements inside it: the first WavelengthRange, and
+// the geometry from SphereGeometryConfiguration (else SpecularComponent).
+struct ConditionPart {
+    std::string local;  // the element's name without prefix
+    std::string startWL, increment, text;
+};
+
+bool IsConditionPart(std::string_view local) {
+    return local == "WavelengthRange" || local == "SphereGeometryConfiguration" ||
+           local == "SpecularComponent";
+}
+
+ConditionPart PartOf(const pugi::xml_node& n) {
+    return {std::string(LocalName(n)), n.attribute("StartWL").value(),
+            n.attribute("Increment").value(), n.child_value()};
+}
+
+Condition ConditionOf(std::string id, const std::vector<ConditionPart>& parts) {
     Condition c;
-    c.id = element.attribute("Id").value();
-    const std::vector<pugi::xml_node> ranges = Descendants(element, "WavelengthRange");
-    if (!ranges.empty()) {
-        const pugi::xml_node& range = ranges.front();
+    c.id = std::move(id);
+    for (const ConditionPart& range : parts) {
+        if (range.local != "WavelengthRange")
+            continue;
         double v = 0;
-        if (ParseDouble(range.attribute("StartWL").value(), v)) {
+        if (ParseDouble(range.startWL, v)) {
             c.hasStart = true;
             c.startNm = v;
         }
-        if (ParseDouble(range.attribute("Increment").value(), v) && v > 0)
+        if (ParseDouble(range.increment, v) && v > 0)
             c.incrementNm = v;
+        break;
     }
-    c.geometry = GeometryOf(element);
+    for (const char* name : {"SphereGeometryConfiguration", "SpecularComponent"}) {
+        for (const ConditionPart& part : parts) {
+            if (part.local != name || c.geometry != Geometry::Unknown)
+                continue;
+            const std::string& text = part.text;
+            if (text.find("Excluded") != std::string::npos ||
+                text.find("excluded") != std::string::npos)
+                c.geometry = Geometry::SpecularExcluded;
+            else if (text.find("Included") != std::string::npos ||
+                     text.find("included") != std::string::npos)
+                c.geometry = Geometry::SpecularIncluded;
+        }
+    }
     return c;
+}
+
+// A condition whose element is complete in the tree.
+Condition ConditionOf(const pugi::xml_node& element) {
+    std::vector<ConditionPart> parts;
+    for (const pugi::xml_node& n : Elements(element)) {
+        if (IsConditionPart(LocalName(n)))
+            parts.push_back(PartOf(n));
+    }
+    return ConditionOf(element.attribute("Id").value(), parts);
 }
 
 CxfHeader HeaderOf(const pugi::xml_node& ours) {
@@ -192,6 +217,7 @@ struct ObjectRun {
     std::string firstName;  // element name of the first object, as written
     std::vector<Condition> conditions;  // declared inside its objects, in file order
     std::optional<CxfHeader> header;    // the first TintaraSaveSet inside its objects
+    std::vector<ConditionPart> parts;   // when inside a condition: what it would take from them
 };
 
 struct Skeleton {
@@ -213,6 +239,7 @@ class ObjectCutter {
         std::string_view text;  // valid until the next call
         int64_t line = 1;       // of its first character
         bool outside = false;   // after the root element, where a reader does not look
+        bool inCondition = false;  // inside a measurement condition
     };
 
     ObjectCutter(std::istream& in, const std::string& source, std::streamoff start,
@@ -276,7 +303,8 @@ class ObjectCutter {
                 continue;
             }
             if (token.kind == Kind::Start && LocalName(token.name) == "Object") {
-                m_outside = m_depth == 0 && m_sawRoot;
+                m_outside = m_isCondition.empty() && m_sawRoot;
+                m_inCondition = m_conditionsOpen > 0;
                 m_sawRoot = true;
                 if (m_skeleton && !m_runOpen) {
                     ObjectRun run;
@@ -302,9 +330,14 @@ class ObjectCutter {
             }
             if (token.kind == Kind::Start) {
                 m_sawRoot = true;
-                m_depth += token.selfClosing ? 0 : 1;
-            } else if (token.kind == Kind::End && m_depth > 0) {
-                --m_depth;
+                if (!token.selfClosing) {
+                    const bool condition = LocalName(token.name) == kCondition;
+                    m_conditionsOpen += condition ? 1 : 0;
+                    m_isCondition.push_back(condition);
+                }
+            } else if (token.kind == Kind::End && !m_isCondition.empty()) {
+                m_conditionsOpen -= m_isCondition.back() ? 1 : 0;
+                m_isCondition.pop_back();
             }
             CloseRun();
             Copy(lt, token.end);
@@ -420,6 +453,7 @@ class ObjectCutter {
                                                      static_cast<std::size_t>(m_pos - m_objectAt));
         piece.line = m_objectLine;
         piece.outside = m_outside;
+        piece.inCondition = m_inCondition;
         const int64_t lines = LinesBefore(m_pos);
         if (m_skeleton)
             m_skeleton->runs.back().newlines = lines - m_skeleton->runs.back().firstLine;
@@ -468,9 +502,10 @@ class ObjectCutter {
     int64_t m_objectAt = 0, m_objectLine = 0;
     bool m_runOpen = false;
     int64_t m_pendingAt = 0;  // what followed the last object of the open run
-    int m_depth = 0;          // elements open around the scan
+    std::vector<bool> m_isCondition;  // per element open around the scan: a condition?
+    int m_conditionsOpen = 0;
     bool m_sawRoot = false;
-    bool m_outside = false;
+    bool m_outside = false, m_inCondition = false;
 };
 
 // The text of a CxF file as the import reads it, twice over: the stream itself when it can seek
@@ -690,6 +725,12 @@ class CxfImport {
             if (piece.outside)
                 continue;
             ObjectRun& run = skeleton.runs.back();
+            if (piece.inCondition) {
+                for (const pugi::xml_node& n : Elements(m_doc.document_element())) {
+                    if (IsConditionPart(LocalName(n)))
+                        run.parts.push_back(PartOf(n));
+                }
+            }
             for (const pugi::xml_node& c : Descendants(m_doc, kCondition))
                 run.conditions.push_back(ConditionOf(c));
             if (!run.header) {
@@ -761,7 +802,18 @@ class CxfImport {
         for (const pugi::xml_node& n : Elements(root)) {
             const std::string_view local = LocalName(n);
             if (local == kCondition) {
-                m_conditions.push_back(ConditionOf(n));
+                // Its parts may lie inside objects cut out of the skeleton.
+                std::vector<ConditionPart> parts;
+                std::size_t run = nextRun;
+                for (const pugi::xml_node& inner : Elements(n)) {
+                    if (IsConditionPart(LocalName(inner))) {
+                        parts.push_back(PartOf(inner));
+                    } else if (run < skeleton.runs.size() && runAt(inner, skeleton.runs[run])) {
+                        const std::vector<ConditionPart>& more = skeleton.runs[run++].parts;
+                        parts.insert(parts.end(), more.begin(), more.end());
+                    }
+                }
+                m_conditions.push_back(ConditionOf(n.attribute("Id").value(), parts));
             } else if (local == "TintaraSaveSet") {
                 if (!header)
                     header = HeaderOf(n);
