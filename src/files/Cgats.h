@@ -77,6 +77,9 @@ SaveSetData ImportCgats(const std::filesystem::path& file, const ImportOptions& 
 // checked; a fault in a row throws from `next`.
 using ImportSink = std::function<void(const SaveSetData& header, const SaveSetRecordSource& next)>;
 
+// The whole save set a streaming import reads: `import` is run with a sink that keeps every record.
+SaveSetData KeepAll(const std::function<void(const ImportSink& sink)>& import);
+
 // ImportCgats for a file of any size: the text is read from `in` piece by piece (the structure
 // first, then the rows; twice when the scale must be judged from the values), never held whole,
 // and the records go to `sink` one by one. `in` must be able to seek (a stream that cannot is

@@ -18,6 +18,7 @@
 #include "files/Interchange.h"
 #include "workspace/Error.h"
 #include "workspace/StatusCode.h"
+#include "workspace/Utf8Text.h"
 #include "workspace/WriteFile.h"
 
 namespace tintara {
@@ -115,7 +116,6 @@ std::string Clean(const std::string& text) {
     return out;
 }
 
-
 // What a measurement condition takes from the elements inside it: the first WavelengthRange, and
 // the geometry from SphereGeometryConfiguration (else SpecularComponent).
 struct ConditionPart {
@@ -211,10 +211,10 @@ std::string_view AsUtf8(std::string_view text, bool latin1, std::string& scratch
 // closing tag that does not match the one open (the parser of that piece then refuses it where it
 // would have refused the whole file).
 struct ObjectRun {
-    std::size_t at = 0;     // offset of the placeholder in the skeleton
-    int64_t firstLine = 0;  // lines before the run's first object
-    int64_t newlines = 0;   // inside the run
-    std::string firstName;  // element name of the first object, as written
+    std::size_t at = 0;                 // offset of the placeholder in the skeleton
+    int64_t firstLine = 0;              // lines before the run's first object
+    int64_t newlines = 0;               // inside the run
+    std::string firstName;              // element name of the first object, as written
     std::vector<Condition> conditions;  // declared inside its objects, in file order
     std::optional<CxfHeader> header;    // the first TintaraSaveSet inside its objects
     std::vector<ConditionPart> parts;   // when inside a condition: what it would take from them
@@ -236,9 +236,9 @@ bool IsNameChar(char c) {
 class ObjectCutter {
   public:
     struct Piece {
-        std::string_view text;  // valid until the next call
-        int64_t line = 1;       // of its first character
-        bool outside = false;   // after the root element, where a reader does not look
+        std::string_view text;     // valid until the next call
+        int64_t line = 1;          // of its first character
+        bool outside = false;      // after the root element, where a reader does not look
         bool inCondition = false;  // inside a measurement condition
     };
 
@@ -425,7 +425,8 @@ class ObjectCutter {
         if (from == to || !m_skeleton)
             return;
         if (m_runOpen) {
-            const std::string_view text(m_buf.data() + Index(from), static_cast<std::size_t>(to - from));
+            const std::string_view text(m_buf.data() + Index(from),
+                                        static_cast<std::size_t>(to - from));
             if (text.find_first_not_of(" \t\r\n") == std::string_view::npos)
                 return;
             CloseRun();
@@ -444,13 +445,14 @@ class ObjectCutter {
     void Copy(int64_t from, int64_t to) {
         if (!m_skeleton || to <= from)
             return;
-        const std::string_view text(m_buf.data() + Index(from), static_cast<std::size_t>(to - from));
+        const std::string_view text(m_buf.data() + Index(from),
+                                    static_cast<std::size_t>(to - from));
         m_skeleton->text += AsUtf8(text, m_latin1, m_scratch);
     }
 
     bool EndObject(Piece& piece) {
         piece.text = std::string_view(m_buf).substr(Index(m_objectAt),
-                                                     static_cast<std::size_t>(m_pos - m_objectAt));
+                                                    static_cast<std::size_t>(m_pos - m_objectAt));
         piece.line = m_objectLine;
         piece.outside = m_outside;
         piece.inCondition = m_inCondition;
@@ -477,14 +479,7 @@ class ObjectCutter {
         LinesBefore(keep);
         m_buf.erase(0, Index(keep));
         m_bufAt = keep;
-        const std::size_t kept = m_buf.size();
-        m_buf.resize(kept + kChunk);
-        m_in.read(m_buf.data() + kept, static_cast<std::streamsize>(kChunk));
-        const auto got = static_cast<std::size_t>(m_in.gcount());
-        if (m_in.bad())
-            throw IoError(m_source + ": the file could not be read");
-        m_buf.resize(kept + got);
-        m_ended = got < kChunk;
+        m_ended = ReadPiece(m_in, m_buf, kChunk, m_source);
     }
 
     std::istream& m_in;
@@ -501,7 +496,7 @@ class ObjectCutter {
     std::vector<std::string> m_open;  // element names open in the object
     int64_t m_objectAt = 0, m_objectLine = 0;
     bool m_runOpen = false;
-    int64_t m_pendingAt = 0;  // what followed the last object of the open run
+    int64_t m_pendingAt = 0;          // what followed the last object of the open run
     std::vector<bool> m_isCondition;  // per element open around the scan: a condition?
     int m_conditionsOpen = 0;
     bool m_sawRoot = false;
@@ -526,18 +521,18 @@ class CxfText {
             if (in.bad())
                 throw IoError(source + ": the file could not be read");
         }
-        char head[4096];
+        std::string head;
         m_in->clear();
         m_in->seekg(m_start);
-        m_in->read(head, sizeof head);
-        if (m_in->bad())
-            throw IoError(source + ": the file could not be read");
-        const auto got = static_cast<std::size_t>(m_in->gcount());
+        ReadPiece(*m_in, head, 4096, source);
         // The parser's own guess (byte-order mark, first characters, XML declaration).
         pugi::xml_document probe;
         const pugi::xml_encoding encoding =
-            got == 0 ? pugi::encoding_utf8
-                     : probe.load_buffer(head, got, pugi::parse_default, pugi::encoding_auto).encoding;
+            head.empty() ? pugi::encoding_utf8
+                         : probe
+                               .load_buffer(head.data(), head.size(), pugi::parse_default,
+                                            pugi::encoding_auto)
+                               .encoding;
         m_latin1 = encoding == pugi::encoding_latin1;
         if (encoding != pugi::encoding_utf8 && !m_latin1) {
             m_in->clear();
@@ -561,26 +556,6 @@ class CxfText {
         m_start = 0;
     }
 
-    static void AppendUtf8(std::string& out, uint32_t c) {
-        if (c > 0x10FFFF || (c >= 0xD800 && c < 0xE000))
-            c = 0xFFFD;
-        if (c < 0x80) {
-            out += static_cast<char>(c);
-        } else if (c < 0x800) {
-            out += static_cast<char>(0xC0 | (c >> 6));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else if (c < 0x10000) {
-            out += static_cast<char>(0xE0 | (c >> 12));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else {
-            out += static_cast<char>(0xF0 | (c >> 18));
-            out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        }
-    }
-
     static std::string WideToUtf8(const std::string& bytes, pugi::xml_encoding encoding) {
         const bool bigEndian =
             encoding == pugi::encoding_utf16_be || encoding == pugi::encoding_utf32_be;
@@ -589,7 +564,8 @@ class CxfText {
         auto at = [&](std::size_t i) {
             uint32_t c = 0;
             for (std::size_t k = 0; k < unit; ++k) {
-                const auto b = static_cast<unsigned char>(bytes[i + (bigEndian ? k : unit - 1 - k)]);
+                const auto b =
+                    static_cast<unsigned char>(bytes[i + (bigEndian ? k : unit - 1 - k)]);
                 c = (c << 8) | b;
             }
             return c;
@@ -605,7 +581,7 @@ class CxfText {
                     i += 2;
                 }
             }
-            AppendUtf8(out, c);
+            out += EncodeUtf8(c > 0x10FFFF || (c >= 0xD800 && c < 0xE000) ? 0xFFFD : c);
         }
         return out;
     }
@@ -853,10 +829,9 @@ class CxfImport {
         }
         if (skipped > 0) {
             m_report.Notes.push_back(
-                skipped == 1
-                    ? std::string("1 object without a reflectance spectrum was skipped")
-                    : std::to_string(skipped) +
-                          " objects without a reflectance spectrum were skipped");
+                skipped == 1 ? std::string("1 object without a reflectance spectrum was skipped")
+                             : std::to_string(skipped) +
+                                   " objects without a reflectance spectrum were skipped");
         }
 
         // Which conditions become angle positions 0 and 1.
@@ -868,8 +843,7 @@ class CxfImport {
         m_first = used.front();
         m_second = m_conditions.size();
         if (used.size() == 2) {
-            const Geometry g0 = m_conditions[used[0]].geometry,
-                           g1 = m_conditions[used[1]].geometry;
+            const Geometry g0 = m_conditions[used[0]].geometry, g1 = m_conditions[used[1]].geometry;
             if (g0 == Geometry::SpecularIncluded && g1 == Geometry::SpecularExcluded) {
                 m_second = used[1];
             } else if (g0 == Geometry::SpecularExcluded && g1 == Geometry::SpecularIncluded) {
@@ -1060,17 +1034,8 @@ void ImportCxf(std::istream& in, const std::string& sourceName, const ImportSink
 
 SaveSetData ImportCxf(std::istream& in, const std::string& sourceName, const ImportOptions& options,
                       ImportReport* report) {
-    SaveSetData data;
-    ImportCxf(
-        in, sourceName,
-        [&](const SaveSetData& header, const SaveSetRecordSource& next) {
-            data = header;
-            SaveSetRecord rec;
-            while (next(rec))
-                data.Records.push_back(std::move(rec));
-        },
-        options, report);
-    return data;
+    return KeepAll(
+        [&](const ImportSink& sink) { ImportCxf(in, sourceName, sink, options, report); });
 }
 
 SaveSetData ImportCxf(const std::filesystem::path& file, const ImportOptions& options,

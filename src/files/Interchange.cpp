@@ -25,6 +25,28 @@ std::ifstream OpenMeasurementFile(const std::filesystem::path& file) {
     return in;
 }
 
+SaveSetData KeepAll(const std::function<void(const ImportSink& sink)>& import) {
+    SaveSetData data;
+    import([&](const SaveSetData& header, const SaveSetRecordSource& next) {
+        data = header;
+    SaveSetRecord rec;
+    while (next(rec))
+        data.Records.push_back(std::move(rec));
+});
+return data;
+}  // namespace tintara
+
+bool ReadPiece(std::istream& in, std::string& buffer, std::size_t most, const std::string& source) {
+    const std::size_t kept = buffer.size();
+    buffer.resize(kept + most);
+    in.read(buffer.data() + kept, static_cast<std::streamsize>(most));
+    const auto got = static_cast<std::size_t>(in.gcount());
+    if (in.bad())
+        throw IoError(source + ": the file could not be read");
+    buffer.resize(kept + got);
+    return got < most;
+}
+
 MeasurementFormat FormatOfMeasurementFile(const std::filesystem::path& file) {
     std::ifstream in = OpenMeasurementFile(file);
     char head[512];

@@ -52,4 +52,9 @@ SaveSetSummary ExportSaveSet(const std::filesystem::path& saveSet,
 // cannot be opened.
 std::ifstream OpenMeasurementFile(const std::filesystem::path& file);
 
+// Appends up to `most` bytes of `in` (read from where it stands) to `buffer`, for readers that go
+// through a file piece by piece; true when the file has no more. Throws IoError naming `source`
+// when the stream fails.
+bool ReadPiece(std::istream& in, std::string& buffer, std::size_t most, const std::string& source);
+
 }  // namespace tintara
