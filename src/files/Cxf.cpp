@@ -230,7 +230,8 @@ constexpr std::size_t kPlaceholderSize = 4;
 
 bool IsNameChar(char c) {
     const auto u = static_cast<unsigned char>(c);
-    return std::isalnum(u) || c == '_' || c == ':' || c == '-' || c == '.' || u >= 0x80;
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+           c == ':' || c == '-' || c == '.' || u >= 0x80;
 }
 
 class ObjectCutter {
@@ -303,7 +304,8 @@ class ObjectCutter {
                 continue;
             }
             if (token.kind == Kind::Start && LocalName(token.name) == "Object") {
-                m_outside = m_isCondition.empty() && m_sawRoot;
+                m_outside = m_afterRoot || (m_isCondition.empty() && m_sawRoot);
+                m_afterRoot = m_outside;
                 m_inCondition = m_conditionsOpen > 0;
                 m_sawRoot = true;
                 if (m_skeleton && !m_runOpen) {
@@ -329,6 +331,7 @@ class ObjectCutter {
                 continue;
             }
             if (token.kind == Kind::Start) {
+                m_afterRoot = m_afterRoot || (m_isCondition.empty() && m_sawRoot);
                 m_sawRoot = true;
                 if (!token.selfClosing) {
                     const bool condition = LocalName(token.name) == kCondition;
@@ -338,6 +341,7 @@ class ObjectCutter {
             } else if (token.kind == Kind::End && !m_isCondition.empty()) {
                 m_conditionsOpen -= m_isCondition.back() ? 1 : 0;
                 m_isCondition.pop_back();
+                m_afterRoot = m_afterRoot || m_isCondition.empty();
             }
             CloseRun();
             Copy(lt, token.end);
@@ -467,7 +471,11 @@ class ObjectCutter {
     int64_t LinesBefore(int64_t at) {
         if (at > m_countedTo) {
             const char* p = m_buf.data() + Index(m_countedTo);
-            m_lines += std::count(p, p + (at - m_countedTo), '\n');
+            const char* const end = p + (at - m_countedTo);
+            while ((p = static_cast<const char*>(std::memchr(p, '\n', end - p))) != nullptr) {
+                ++m_lines;
+                ++p;
+            }
             m_countedTo = at;
         }
         return m_lines;
@@ -499,7 +507,7 @@ class ObjectCutter {
     int64_t m_pendingAt = 0;          // what followed the last object of the open run
     std::vector<bool> m_isCondition;  // per element open around the scan: a condition?
     int m_conditionsOpen = 0;
-    bool m_sawRoot = false;
+    bool m_sawRoot = false, m_afterRoot = false;  // the root element began; it ended
     bool m_outside = false, m_inCondition = false;
 };
 
@@ -938,16 +946,20 @@ class CxfImport {
                 if (end == at)
                     break;
                 const std::string_view word = values.substr(at, end - at);
+                // Read as written first; a value that reads scaled, well away from underflow, reads
+                // as written too, so that is not asked twice.
                 double v = 0;
-                if (!ParseDecimal(word, 0, v)) {
+                bool number = false;
+                if (keep) {
+                    keep->scaled.push_back(0.0);
+                    const bool scaled = ParseDecimal(word, m_exponent10, keep->scaled.back());
+                    number = scaled && std::fabs(keep->scaled.back()) >= 1e-290;
+                }
+                if (!number && !ParseDecimal(word, 0, v)) {
                     throw ParseError(m_source, lineOf(),
                                      "the reflectance spectrum of \"" + name + "\" holds \"" +
                                          std::string(word.substr(0, 40)) +
                                          "\", which is not a number");
-                }
-                if (keep) {
-                    keep->scaled.push_back(0.0);
-                    ParseDecimal(word, m_exponent10, keep->scaled.back());
                 }
                 ++count;
                 at = end;

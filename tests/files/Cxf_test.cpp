@@ -249,6 +249,20 @@ TEST(CxfImport, ObjectsAreFoundWhereverTheMarkupPutsThem) {
     }
     // The same file from a stream that cannot seek back, in Latin-1 and in UTF-16.
     const std::string text = InstrumentCxf("cc:");
+    // Objects after the root element are not the file's; an object inside a measurement
+    // condition still lends it its wavelength range (the first one inside the condition).
+    const std::string late =
+        "<Extra><cc:Object Name=\"late\"><cc:ReflectanceSpectrum "
+        "ColorSpecification=\"M0_SCI\">0.5 0.5</cc:ReflectanceSpectrum>"
+        "</cc:Object></Extra>\n";
+    EXPECT_EQ(Import(text + late), plain);
+    std::string inCondition = text;
+    inCondition.insert(inCondition.find("<cc:MeasurementSpec>", inCondition.find("M0_SCI\">")),
+                       "<cc:Object><cc:WavelengthRange Increment=\"5\"/></cc:Object>");
+    ImportReport finer;
+    Import(inCondition, &finer);
+    EXPECT_EQ(finer.StepNm, 5.0);
+    EXPECT_EQ(finer.LastNm, 380.0 + 35 * 5);
     OneWay pipe(text);
     std::istream piped(&pipe);
     EXPECT_EQ(ImportCxf(piped, "test.cxf"), plain);
