@@ -226,7 +226,6 @@ struct Skeleton {
 };
 
 constexpr const char* kPlaceholder = "<t/>";
-constexpr std::size_t kPlaceholderSize = 4;
 
 bool IsNameChar(char c) {
     const auto u = static_cast<unsigned char>(c);
