@@ -106,6 +106,10 @@ std::string DescribeResampling(const std::vector<double>& nm);
 // double nearest 7.7741 (multiplying by 100 would give 7.774100000000001). The whole text must be
 // one finite number.
 bool ParseDecimal(std::string_view text, int exponent10, double& value);
+// ParseDecimal with 0 and with exponent10 at once (the common short decimal in one pass): true
+// when the text is a number as written (`value`); `shifted` then holds what ParseDecimal with
+// exponent10 leaves in it.
+bool ParseDecimal(std::string_view text, int exponent10, double& value, double& shifted);
 
 // The shortest decimal text that reads back to v, its point moved by exponent10 places, in plain
 // notation and always with a decimal point ("20.0", "0.00001"): ParseDecimal(FormatDecimal(v, e),

@@ -1233,6 +1233,15 @@ bool ParseDecimal(std::string_view text, int exponent10, double& value) {
     return ReadNumber(text, false, exponent10, value);
 }
 
+bool ParseDecimal(std::string_view text, int exponent10, double& value, double& shifted) {
+    if (ReadValue(text, false, exponent10, value, &shifted))
+        return true;
+    if (!ReadNumber(text, false, 0, value))
+        return false;
+    ReadNumber(text, false, exponent10, shifted);
+    return true;
+}
+
 std::optional<double> SpectralFieldWavelength(std::string_view field) {
     static const char* const kPrefixes[] = {"SPECTRAL_NM_", "SPECTRAL_NM", "SPECTRAL_", "SPEC_",
                                             "NM_",          "NM",          "R_"};

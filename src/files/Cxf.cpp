@@ -945,21 +945,16 @@ class CxfImport {
                 if (end == at)
                     break;
                 const std::string_view word = values.substr(at, end - at);
-                // Read as written first; a value that reads scaled, well away from underflow, reads
-                // as written too, so that is not asked twice.
-                double v = 0;
-                bool number = false;
-                if (keep) {
-                    keep->scaled.push_back(0.0);
-                    const bool scaled = ParseDecimal(word, m_exponent10, keep->scaled.back());
-                    number = scaled && std::fabs(keep->scaled.back()) >= 1e-290;
-                }
-                if (!number && !ParseDecimal(word, 0, v)) {
+                // A value must read as written; the scaled one is taken as it reads.
+                double v = 0, scaled = 0;
+                if (!ParseDecimal(word, m_exponent10, v, scaled)) {
                     throw ParseError(m_source, lineOf(),
                                      "the reflectance spectrum of \"" + name + "\" holds \"" +
                                          std::string(word.substr(0, 40)) +
                                          "\", which is not a number");
                 }
+                if (keep)
+                    keep->scaled.push_back(scaled);
                 ++count;
                 at = end;
             }
