@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
 # Peak memory (maximum resident set) and CPU time of the command line's fandeck workflows on a
-# generated two-angle fandeck pair: convert, compare with report and certificate, export, import.
+# generated two-angle fandeck pair: convert, compare with report and certificate, export, import
+# (CGATS), and export and import as CxF3.
 # Usage: bench/measure-memory.sh [RECORDS...]      (default 100000 300000)
 # Environment: BUILD=build dir (default build), TINTARA=the tintara to measure (default
 # $BUILD/tintara), KEEP=1 keeps the generated files in the work folder, WORKFLOWS=the ones to run
-# (default "convert compare export import"; import reads what export wrote, so it needs export).
+# (default "convert compare export import"; import reads what export wrote, so it needs export;
+# "cxf" exports the Target as CxF3 and imports that file, measuring both).
 # Prints one line per workflow: records, workflow, max RSS in MB, user+system CPU in s, wall in s.
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
@@ -27,11 +29,11 @@ measure() {
         /User time/ { cpu += $2 } /System time/ { cpu += $2 }
         /Elapsed \(wall clock\)/ { k = split($2, t, ":"); wall = 0
                                     for (i = 1; i <= k; ++i) wall = wall * 60 + t[i] }
-        END { printf "%9d  %-8s  %8.1f MB  %6.2f s CPU  %6.2f s wall\n", n, w, rss, cpu, wall }
+        END { printf "%9d  %-10s  %8.1f MB  %6.2f s CPU  %6.2f s wall\n", n, w, rss, cpu, wall }
     ' "$work/time.txt"
 }
 
-echo "  records  workflow     max RSS        CPU          wall   (load: $(cut -d' ' -f1-3 /proc/loadavg))"
+echo "  records  workflow       max RSS        CPU          wall   (load: $(cut -d' ' -f1-3 /proc/loadavg))"
 sizes=("$@")
 [ ${#sizes[@]} -gt 0 ] || sizes=(100000 300000)
 run() { [[ " ${WORKFLOWS:-convert compare export import} " == *" $1 "* ]]; }
@@ -44,5 +46,9 @@ for records in "${sizes[@]}"; do
         --report "$dir/CompareReport.txt" --certificate "$dir/certificate.pdf"
     run export && measure "$records" export "$tintara" export "$t" -o "$dir/target.txt"
     run import && measure "$records" import "$tintara" import "$dir/target.txt" -o "$dir/imported.wsv"
+    if run cxf; then
+        measure "$records" cxf-export "$tintara" export "$t" -o "$dir/target.cxf"
+        measure "$records" cxf-import "$tintara" import "$dir/target.cxf" -o "$dir/from-cxf.wsv"
+    fi
     [ "${KEEP:-0}" = 1 ] || rm -rf "$dir"
 done

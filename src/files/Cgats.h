@@ -77,6 +77,9 @@ SaveSetData ImportCgats(const std::filesystem::path& file, const ImportOptions& 
 // checked; a fault in a row throws from `next`.
 using ImportSink = std::function<void(const SaveSetData& header, const SaveSetRecordSource& next)>;
 
+// The whole save set a streaming import reads: `import` is run with a sink that keeps every record.
+SaveSetData KeepAll(const std::function<void(const ImportSink& sink)>& import);
+
 // ImportCgats for a file of any size: the text is read from `in` piece by piece (the structure
 // first, then the rows; twice when the scale must be judged from the values), never held whole,
 // and the records go to `sink` one by one. `in` must be able to seek (a stream that cannot is
@@ -103,6 +106,10 @@ std::string DescribeResampling(const std::vector<double>& nm);
 // double nearest 7.7741 (multiplying by 100 would give 7.774100000000001). The whole text must be
 // one finite number.
 bool ParseDecimal(std::string_view text, int exponent10, double& value);
+// ParseDecimal with 0 and with exponent10 at once (the common short decimal in one pass): true
+// when the text is a number as written (`value`); `shifted` then holds what ParseDecimal with
+// exponent10 leaves in it.
+bool ParseDecimal(std::string_view text, int exponent10, double& value, double& shifted);
 
 // The shortest decimal text that reads back to v, its point moved by exponent10 places, in plain
 // notation and always with a decimal point ("20.0", "0.00001"): ParseDecimal(FormatDecimal(v, e),

@@ -96,16 +96,9 @@ class LineCursor {
         m_buffer.erase(0, m_pos);
         m_bufferAt += static_cast<std::streamoff>(m_pos);
         m_pos = 0;
-        const std::size_t kept = m_buffer.size();
         m_in.clear();
-        m_in.seekg(m_bufferAt + static_cast<std::streamoff>(kept));
-        m_buffer.resize(kept + kPiece);
-        m_in.read(m_buffer.data() + kept, static_cast<std::streamsize>(kPiece));
-        const auto got = static_cast<std::size_t>(m_in.gcount());
-        if (m_in.bad())
-            throw IoError(m_source + ": the file could not be read");
-        m_buffer.resize(kept + got);
-        m_ended = got < kPiece;
+        m_in.seekg(m_bufferAt + static_cast<std::streamoff>(m_buffer.size()));
+        m_ended = ReadPiece(m_in, m_buffer, kPiece, m_source);
     }
 
     std::istream& m_in;
@@ -1240,6 +1233,15 @@ bool ParseDecimal(std::string_view text, int exponent10, double& value) {
     return ReadNumber(text, false, exponent10, value);
 }
 
+bool ParseDecimal(std::string_view text, int exponent10, double& value, double& shifted) {
+    if (ReadValue(text, false, exponent10, value, &shifted))
+        return true;
+    if (!ReadNumber(text, false, 0, value))
+        return false;
+    ReadNumber(text, false, exponent10, shifted);
+    return true;
+}
+
 std::optional<double> SpectralFieldWavelength(std::string_view field) {
     static const char* const kPrefixes[] = {"SPECTRAL_NM_", "SPECTRAL_NM", "SPECTRAL_", "SPEC_",
                                             "NM_",          "NM",          "R_"};
@@ -1533,17 +1535,8 @@ void ImportCgats(std::istream& in, const std::string& sourceName, const ImportSi
 
 SaveSetData ImportCgats(std::istream& in, const std::string& sourceName,
                         const ImportOptions& options, ImportReport* report) {
-    SaveSetData data;
-    ImportCgats(
-        in, sourceName,
-        [&](const SaveSetData& header, const SaveSetRecordSource& next) {
-            data = header;
-            SaveSetRecord rec;
-            while (next(rec))
-                data.Records.push_back(std::move(rec));
-        },
-        options, report);
-    return data;
+    return KeepAll(
+        [&](const ImportSink& sink) { ImportCgats(in, sourceName, sink, options, report); });
 }
 
 SaveSetData ImportCgats(const std::filesystem::path& file, const ImportOptions& options,

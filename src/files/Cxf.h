@@ -24,6 +24,13 @@ SaveSetData ImportCxf(std::istream& in, const std::string& sourceName,
                       const ImportOptions& options = {}, ImportReport* report = nullptr);
 SaveSetData ImportCxf(const std::filesystem::path& file, const ImportOptions& options = {},
                       ImportReport* report = nullptr);
+// ImportCxf for a file of any size: the file is read twice, piece by piece, never held whole (one
+// object is parsed at a time); the records go to `sink` one by one in file order. `in` must be
+// able to seek (a stream that cannot is read into memory first, as is a file in UTF-16 or
+// UTF-32). Same results, refusals and messages as the whole-file ImportCxf, which is this with a
+// sink that keeps every record; `report` is filled once `sink` returns.
+void ImportCxf(std::istream& in, const std::string& sourceName, const ImportSink& sink,
+               const ImportOptions& options = {}, ImportReport* report = nullptr);
 
 // Writes the save set as CxF3: one Object per record (Name = record name, Id = 1-based number),
 // one measurement condition per angle position (360 nm, 10 nm increment, specular included or

@@ -25,6 +25,28 @@ std::ifstream OpenMeasurementFile(const std::filesystem::path& file) {
     return in;
 }
 
+SaveSetData KeepAll(const std::function<void(const ImportSink& sink)>& import) {
+    SaveSetData data;
+    import([&](const SaveSetData& header, const SaveSetRecordSource& next) {
+        data = header;
+    SaveSetRecord rec;
+    while (next(rec))
+        data.Records.push_back(std::move(rec));
+});
+return data;
+}  // namespace tintara
+
+bool ReadPiece(std::istream& in, std::string& buffer, std::size_t most, const std::string& source) {
+    const std::size_t kept = buffer.size();
+    buffer.resize(kept + most);
+    in.read(buffer.data() + kept, static_cast<std::streamsize>(most));
+    const auto got = static_cast<std::size_t>(in.gcount());
+    if (in.bad())
+        throw IoError(source + ": the file could not be read");
+    buffer.resize(kept + got);
+    return got < most;
+}
+
 MeasurementFormat FormatOfMeasurementFile(const std::filesystem::path& file) {
     std::ifstream in = OpenMeasurementFile(file);
     char head[512];
@@ -62,30 +84,24 @@ SaveSetSummary ImportMeasurements(const std::filesystem::path& file,
                                   const std::filesystem::path& saveSet,
                                   const ImportOptions& options, ImportReport* report) {
     SaveSetSummary summary;
-    if (FormatOfMeasurementFile(file) == MeasurementFormat::Cxf) {
-        SaveSetData data = ImportCxf(file, options, report);
-        StoreSaveSet(data, saveSet);
-        summary.Records = static_cast<int64_t>(data.Records.size());
-        data.Records.clear();
-        summary.Header = std::move(data);
-        return summary;
-    }
+    const ImportSink store = [&](const SaveSetData& header, const SaveSetRecordSource& next) {
+        summary.Header = header;
+        StoreSaveSet(
+            header,
+            [&](SaveSetRecord& rec) {
+                if (!next(rec))
+                    return false;
+                ++summary.Records;
+                return true;
+            },
+            saveSet);
+    };
+    const bool cxf = FormatOfMeasurementFile(file) == MeasurementFormat::Cxf;
     std::ifstream in = OpenMeasurementFile(file);
-    ImportCgats(
-        in, file.string(),
-        [&](const SaveSetData& header, const SaveSetRecordSource& next) {
-            summary.Header = header;
-            StoreSaveSet(
-                header,
-                [&](SaveSetRecord& rec) {
-                    if (!next(rec))
-                        return false;
-                    ++summary.Records;
-                    return true;
-                },
-                saveSet);
-        },
-        options, report);
+    if (cxf)
+        ImportCxf(in, file.string(), store, options, report);
+    else
+        ImportCgats(in, file.string(), store, options, report);
     return summary;
 }
 

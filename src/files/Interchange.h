@@ -36,8 +36,7 @@ struct SaveSetSummary {
 };
 
 // Imports a measurement file straight into the save set `saveSet` (written atomically: nothing
-// is written unless the whole file imports). A CGATS file streams through in bounded memory; a
-// CxF3 file is read whole (its XML is parsed into a tree).
+// is written unless the whole file imports). Both formats stream through in bounded memory.
 SaveSetSummary ImportMeasurements(const std::filesystem::path& file,
                                   const std::filesystem::path& saveSet,
                                   const ImportOptions& options = {},
@@ -52,5 +51,10 @@ SaveSetSummary ExportSaveSet(const std::filesystem::path& saveSet,
 // Opens a measurement file for reading. Throws IoError naming the file when it is a folder or
 // cannot be opened.
 std::ifstream OpenMeasurementFile(const std::filesystem::path& file);
+
+// Appends up to `most` bytes of `in` (read from where it stands) to `buffer`, for readers that go
+// through a file piece by piece; true when the file has no more. Throws IoError naming `source`
+// when the stream fails.
+bool ReadPiece(std::istream& in, std::string& buffer, std::size_t most, const std::string& source);
 
 }  // namespace tintara

@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 #include <sstream>
+#include <streambuf>
 
 #include "support/ExpectThrow.h"
 #include "workspace/Error.h"
@@ -76,6 +78,40 @@ std::string Export(const SaveSetData& data) {
     ExportCxf(data, out);
     return out.str();
 }
+
+// A two-angle save set of `records` records whose values use every bit.
+SaveSetData RandomSaveSet(int records) {
+    std::mt19937_64 rng(records);
+    std::uniform_real_distribution<double> value(-2.0, 130.0);
+    SaveSetData data;
+    data.NumAngles = 2;
+    data.Status = "RCBIXX";
+    data.Company = "Tiles & Co";
+    data.Instrument = 12;
+    data.Records.resize(records);
+    for (int r = 0; r < records; ++r) {
+        SaveSetRecord& rec = data.Records[r];
+        rec.Name = "Tile " + std::to_string(r + 1);
+        rec.Status = data.Status;
+        rec.Instrument = data.Instrument;
+        for (int a = 0; a < 2; ++a)
+            std::generate(rec.Curves[a].begin(), rec.Curves[a].end(), [&] { return value(rng); });
+    }
+    return data;
+}
+
+// The 1-based line of a byte offset.
+int LineAt(const std::string& text, std::size_t offset) {
+    return 1 + static_cast<int>(std::count(text.begin(), text.begin() + offset, '\n'));
+}
+
+// A stream that cannot seek, as a pipe.
+struct OneWay : std::streambuf {
+    explicit OneWay(std::string text) : text(std::move(text)) {
+        setg(this->text.data(), this->text.data(), this->text.data() + this->text.size());
+    }
+    std::string text;
+};
 
 TEST(CxfImport, InstrumentFilesGiveBothGeometriesWithExactPercentages) {
     ImportReport report;
@@ -173,6 +209,115 @@ TEST(CxfImport, DamagedOrForeignFilesAreRefusedInPlainWords) {
         const auto what = test::ThrownWhat<ParseError>([&] { Import(c.text); });
         ASSERT_TRUE(what.has_value()) << "no error for " << c.said;
         EXPECT_EQ(what->rfind("test.cxf: ", 0), 0u) << *what;
+        EXPECT_NE(what->find(c.said), std::string::npos) << *what;
+    }
+}
+
+TEST(CxfImport, ObjectsAreFoundWhereverTheMarkupPutsThem) {
+    ImportReport plainReport;
+    const SaveSetData plain = Import(InstrumentCxf("cc:"), &plainReport);
+    // Markup that holds "</cc:Object>" or '>' without ending anything, under another prefix too.
+    for (const std::string p : {"cc:", "x:"}) {
+        std::string text = InstrumentCxf(p);
+        auto insertAfter = [&](const std::string& where, const std::string& what, int nth) {
+            std::size_t at = 0;
+            for (int k = 0; k <= nth; ++k)
+                at = text.find(where, at) + where.size();
+            text.insert(at, what);
+        };
+        const std::string end = "</" + p + "Object>";
+        insertAfter("<" + p + "ColorValues>", "<!-- " + end + " -->", 0);
+        insertAfter("<" + p + "CreationDate>", "<![CDATA[" + end + "]]>", 2);
+        insertAfter("<" + p + "ColorValues>", "<?note " + end + " ?>", 1);
+        insertAfter("ObjectType=\"Target\"", " Note=\"a > b\" Tag='" + end + "'", 2);
+        insertAfter("<" + p + "ObjectCollection>", "<" + p + "Object Name=\"empty\"/>", 0);
+        text.insert(0, "<!-- " + end + " -->\n");
+        ImportReport report;
+        const SaveSetData data = Import(text, &report);
+        EXPECT_EQ(data.Records, plain.Records) << p;
+        EXPECT_EQ(data.NumAngles, 2);
+        ASSERT_EQ(report.Notes.size(), 1u);
+        EXPECT_EQ(report.Notes[0], "2 objects without a reflectance spectrum were skipped");
+        // One line more at the top: a spectrum's fault is reported one line further down.
+        std::string bad = text;
+        bad.replace(bad.find(">0.", bad.find("Tile &amp; 3")) + 1, 4, "zero");
+        const auto what = test::ThrownWhat<ParseError>([&] { Import(bad); });
+        ASSERT_TRUE(what.has_value());
+        EXPECT_NE(what->find("line 15: the reflectance spectrum of \"Tile & 3\" holds \"zero"),
+                  std::string::npos)
+            << *what;
+    }
+    // The same file from a stream that cannot seek back, in Latin-1 and in UTF-16.
+    const std::string text = InstrumentCxf("cc:");
+    // Objects after the root element are not the file's; an object inside a measurement
+    // condition still lends it its wavelength range (the first one inside the condition).
+    const std::string late =
+        "<Extra><cc:Object Name=\"late\"><cc:ReflectanceSpectrum "
+        "ColorSpecification=\"M0_SCI\">0.5 0.5</cc:ReflectanceSpectrum>"
+        "</cc:Object></Extra>\n";
+    EXPECT_EQ(Import(text + late), plain);
+    std::string inCondition = text;
+    inCondition.insert(inCondition.find("<cc:MeasurementSpec>", inCondition.find("M0_SCI\">")),
+                       "<cc:Object><cc:WavelengthRange Increment=\"5\"/></cc:Object>");
+    ImportReport finer;
+    Import(inCondition, &finer);
+    EXPECT_EQ(finer.StepNm, 5.0);
+    EXPECT_EQ(finer.LastNm, 380.0 + 35 * 5);
+    OneWay pipe(text);
+    std::istream piped(&pipe);
+    EXPECT_EQ(ImportCxf(piped, "test.cxf"), plain);
+    std::string latin1 = text;
+    latin1.replace(latin1.find("UTF-8"), 5, "ISO-8859-1");
+    latin1.replace(latin1.find("Tile &amp; 2"), 4, "T\xE9le");
+    const SaveSetData fromLatin1 = Import(latin1);
+    EXPECT_EQ(fromLatin1.Records[1].Name, "T\xC3\xA9le & 2");
+    EXPECT_EQ(fromLatin1.Records[1].Curves, plain.Records[1].Curves);
+    std::string utf16 = "\xFF\xFE";
+    for (const char c : text)
+        utf16 += std::string{c, '\0'};
+    EXPECT_EQ(Import(utf16), plain);
+}
+
+TEST(CxfImport, LargeFilesReadBackExactlyAndFaultsNameTheirLine) {
+    // 20,000 objects: about 27 MB, so objects straddle the pieces the file is read in.
+    const SaveSetData data = RandomSaveSet(20000);
+    ImportReport report;
+    EXPECT_EQ(Import(Export(data), &report), data);
+    EXPECT_EQ(report.Records, 20000);
+    EXPECT_TRUE(report.Notes.empty());
+
+    // Faults in a file of 3,000 objects (4 MB, read in several pieces).
+    const std::string text = Export(RandomSaveSet(3000));
+    struct Case {
+        std::string text;
+        int line;
+        std::string said;
+    };
+    std::vector<Case> cases;
+    // An end tag that does not match, far into the file.
+    const std::size_t tag = text.find("</cc:ReflectanceSpectrum>", text.find("Name=\"Tile 2500\""));
+    cases.push_back({text.substr(0, tag) + "</cc:Spectrum>" + text.substr(tag + 25),
+                     LineAt(text, tag), "not readable XML"});
+    // A value that is no number: the line of its spectrum.
+    const std::size_t spectrum = text.find("<cc:ReflectanceSpectrum", text.find("\"Tile 1234\""));
+    std::string noNumber = text;
+    noNumber.replace(text.find('>', spectrum) + 1, 3, "0,5");
+    cases.push_back({noNumber, LineAt(text, spectrum), "\"Tile 1234\" holds \"0,5"});
+    // Cut short inside an object, and just after one.
+    const std::size_t middle = text.find("0.", text.find("\"Tile 2900\""));
+    cases.push_back({text.substr(0, middle), LineAt(text, middle), "not readable XML"});
+    const std::size_t after = text.find("</cc:Object>", middle) + 12;
+    cases.push_back({text.substr(0, after), LineAt(text, after), "not readable XML"});
+    // The text after the objects damaged: the fault is reported there, not at an object.
+    std::string badTail = text;
+    const std::size_t tail = badTail.find("<cc:ColorSpecificationCollection>");
+    badTail.insert(tail, "<");
+    cases.push_back({badTail, LineAt(text, tail), "not readable XML"});
+    for (const Case& c : cases) {
+        const auto what = test::ThrownWhat<ParseError>([&] { Import(c.text); });
+        ASSERT_TRUE(what.has_value()) << c.said;
+        EXPECT_NE(what->find("test.cxf: line " + std::to_string(c.line) + ": "), std::string::npos)
+            << *what;
         EXPECT_NE(what->find(c.said), std::string::npos) << *what;
     }
 }

@@ -207,6 +207,18 @@ TEST(Interchange, SaveSetFilesStreamToAndFromMeasurementFilesAsTheWholeSetWould)
     const std::string before = test::Slurp(dir / "back.wsv");
     EXPECT_THROW(ImportMeasurements(dir / "bad.txt", dir / "back.wsv"), ParseError);
     EXPECT_EQ(test::Slurp(dir / "back.wsv"), before);
+    // A CxF3 file whose last object is faulty: 299 records were already on their way.
+    ExportMeasurements(data, dir / "bad.cxf");
+    std::string cxf = test::Slurp(dir / "bad.cxf");
+    const std::size_t last = cxf.find("Name=\"Tile 299\"");
+    ASSERT_NE(last, std::string::npos);
+    cxf.replace(cxf.find(">0.", last) + 1, 2, "O.");
+    std::ofstream(dir / "bad.cxf", std::ios::binary) << cxf;
+    const auto what = test::ThrownWhat<ParseError>(
+        [&] { ImportMeasurements(dir / "bad.cxf", dir / "back.wsv"); });
+    ASSERT_TRUE(what);
+    EXPECT_NE(what->find("\"Tile 299\" holds \"O."), std::string::npos) << *what;
+    EXPECT_EQ(test::Slurp(dir / "back.wsv"), before);
 }
 
 }  // namespace
