@@ -13,6 +13,7 @@
 #include "engine/Tolerances.h"
 #include "files/CCFReadWrite.h"
 #include "files/Cgats.h"
+#include "files/Cxf.h"
 #include "files/SaveSetLibrary.h"
 #include "workspace/Error.h"
 
@@ -99,6 +100,11 @@ void ReadProfilerIni(const uint8_t* data, std::size_t size) {
 void ImportCgatsText(const uint8_t* data, std::size_t size) {
     auto in = Stream(data, size);
     Refusable([&] { ImportCgats(in, "fuzz.cgats"); });
+}
+
+void ImportCxfText(const uint8_t* data, std::size_t size) {
+    auto in = Stream(data, size);
+    Refusable([&] { ImportCxf(in, "fuzz.cxf"); });
 }
 
 }  // namespace tintara::fuzz

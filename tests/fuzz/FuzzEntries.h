@@ -13,5 +13,6 @@ void ReadSaveSet(const uint8_t* data, std::size_t size);
 void ReadCoefficientFile(const uint8_t* data, std::size_t size);
 void ReadProfilerIni(const uint8_t* data, std::size_t size);
 void ImportCgatsText(const uint8_t* data, std::size_t size);
+void ImportCxfText(const uint8_t* data, std::size_t size);
 
 }  // namespace tintara::fuzz

@@ -39,6 +39,7 @@ TEST(FuzzFindings, EveryKeptInputIsReadOrRefusedCleanly) {
     EXPECT_GT(Replay("Ccf", fuzz::ReadCoefficientFile), 0);
     EXPECT_GT(Replay("ProfilerIni", fuzz::ReadProfilerIni), 0);
     EXPECT_GT(Replay("Cgats", fuzz::ImportCgatsText), 0);
+    EXPECT_GT(Replay("Cxf", fuzz::ImportCxfText), 0);
 }
 
 }  // namespace
