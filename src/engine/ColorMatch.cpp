@@ -14,6 +14,13 @@
 namespace tintara {
 
 bool UsableReflectance(std::span<const double> curve, double* bad) {
+    // Every value first, with no early exit, so that the loop compares several at a time; the
+    // culprit is looked for only in a curve that has one.
+    bool usable = true;
+    for (const double v : curve)
+        usable &= std::fabs(v) <= kMaximumReflectance;  // false for NaN
+    if (usable)
+        return true;
     for (const double v : curve) {
         if (!(std::fabs(v) <= kMaximumReflectance)) {  // also false for NaN
             if (bad)
