@@ -126,19 +126,18 @@ void Utility::ProcessCorrelatedDeltas(const FandeckSampleSource& next) {
                 if (converted)
                     RequireUsable(s, sample.Name, corrected, "corrected fandeck");
                 PLM.SetStandardSpectrum(std::span<const double>(master, kPointCount));
-                PLM.SetTrialSpectrum(std::span<const double>(target, kPointCount));
-                PLM.DifferenceVector(difference);
-                group[0] = difference[0];
-                group[1] = difference[1];
-                group[2] = difference[2];
-                group[3] = difference[6];
-                if (converted) {
-                    PLM.SetTrialSpectrum(std::span<const double>(corrected, kPointCount));
+                // The trial's differences from the Master: elements 0..2 and the total, 6.
+                const auto differences = [&](const double* trial, double* into) {
+                    PLM.SetTrialSpectrum(std::span<const double>(trial, kPointCount));
                     PLM.DifferenceVector(difference);
-                    group[4] = difference[0];
-                    group[5] = difference[1];
-                    group[6] = difference[2];
-                    group[7] = difference[6];
+                    into[0] = difference[0];
+                    into[1] = difference[1];
+                    into[2] = difference[2];
+                    into[3] = difference[6];
+                };
+                differences(target, group);
+                if (converted) {
+                    differences(corrected, group + 4);
                 } else {
                     std::copy(group, group + 4, group + 4);
                 }

@@ -9,7 +9,17 @@
 namespace tintara {
 
 namespace {
-int WidestWidth();
+
+// The most points Correct takes at a time on this processor (see ProfileCorrector::Width).
+int WidestWidth() {
+#if defined(__x86_64__)
+    static const int width = __builtin_cpu_supports("avx2") ? 4 : 2;
+    return width;
+#else
+    return 2;
+#endif
+}
+
 }  // namespace
 
 void ProfileCorrector::ReadCoefficientFile(const std::filesystem::path& file) {
@@ -50,6 +60,8 @@ void ProfileCorrector::BuildPlan(const CoefficientBank& bank, Plan& plan) {
 // the wider vectors on processors without them (-Wpsabi) does not arise. (The compiler gives that
 // warning at the end of the file, so it stays off to the end.)
 #pragma GCC diagnostic ignored "-Wpsabi"
+
+namespace {
 
 template <int Lanes>
 struct Lane;
@@ -124,8 +136,6 @@ struct CorrectionKernel {
     }
 };
 
-namespace {
-
 void CorrectTwoAtATime(const ProfileCorrector::Plan& plan, const double* in, double* out) noexcept {
     CorrectionKernel<2>::Run(plan, in, out);
 }
@@ -136,15 +146,6 @@ void CorrectTwoAtATime(const ProfileCorrector::Plan& plan, const double* in, dou
 [[gnu::target("avx2")]] void CorrectFourAtATime(const ProfileCorrector::Plan& plan,
                                                 const double* in, double* out) noexcept {
     CorrectionKernel<4>::Run(plan, in, out);
-}
-
-int WidestWidth() {
-    static const int width = __builtin_cpu_supports("avx2") ? 4 : 2;
-    return width;
-}
-#else
-int WidestWidth() {
-    return 2;
 }
 #endif
 

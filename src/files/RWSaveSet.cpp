@@ -4,9 +4,7 @@
 
 #include <cstdio>
 #include <ctime>
-#include <fstream>
 #include <system_error>
-#include <vector>
 
 #include "workspace/Error.h"
 #include "workspace/StatusCode.h"

@@ -27,13 +27,18 @@ constexpr std::size_t kCurveBytes = kPointCount * sizeof(double);
 
 // ---- curves ----
 
+// A double is infinite or NaN when these exponent bits are all set.
+constexpr uint64_t kSpecialExponent = 0x7ff0000000000000ULL;
+
+bool IsSpecial(uint64_t bits) {
+    return (bits & kSpecialExponent) == kSpecialExponent;
+}
+
 bool AllFinite(const Curve& curve) {
-    // A value is infinite or NaN when its exponent bits are all set; no early exit, so that the
-    // loop vectorises (every curve read is checked).
-    constexpr uint64_t kExponent = 0x7ff0000000000000ULL;
+    // No early exit, so that the loop vectorises.
     bool finite = true;
     for (double v : curve)
-        finite &= (std::bit_cast<uint64_t>(v) & kExponent) != kExponent;
+        finite &= !IsSpecial(std::bit_cast<uint64_t>(v));
     return finite;
 }
 
@@ -123,7 +128,7 @@ class Checksum {
         for (int i = 0; i < kPointCount; ++i) {
             const uint64_t w = LoadLittleEndian(stored + 8 * i);
             curve[i] = std::bit_cast<double>(w);
-            special |= static_cast<uint64_t>((w & kExponent) == kExponent);
+            special |= static_cast<uint64_t>(IsSpecial(w));
             Word(w);
         }
         return special == 0;
@@ -135,7 +140,7 @@ class Checksum {
         for (int i = 0; i < kPointCount; ++i) {
             const auto w = std::bit_cast<uint64_t>(curve[i]);
             StoreLittleEndian(stored + 8 * i, w);
-            special |= static_cast<uint64_t>((w & kExponent) == kExponent);
+            special |= static_cast<uint64_t>(IsSpecial(w));
             Word(w);
         }
         return special == 0;
@@ -143,8 +148,6 @@ class Checksum {
     int64_t Value() const { return std::bit_cast<int64_t>(m_h); }
 
   private:
-    // A double is infinite or NaN when its exponent bits are all set.
-    static constexpr uint64_t kExponent = 0x7ff0000000000000ULL;
     static uint64_t LoadLittleEndian(const unsigned char* p) {
         uint64_t w = 0;
         std::memcpy(&w, p, sizeof w);
@@ -231,7 +234,7 @@ using RecordFeed = std::function<const SaveSetRecord*()>;
 // Writes the database straight into the temporary file the one file-writing routine hands over,
 // so memory stays bounded by SQLite's page cache whatever the record count. Nobody else sees the
 // temporary before it is renamed, and a failed save discards it, so there is no journal and no
-// syncing here (the routine syncs the file before the rename).
+// syncing here (the routine syncs the file before the rename, unless it is a scratch file).
 class Writer {
   public:
     Writer(const fs::path& target, const fs::path& temporary)
