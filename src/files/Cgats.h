@@ -77,8 +77,8 @@ SaveSetData ImportCgats(const std::filesystem::path& file, const ImportOptions& 
 // checked; a fault in a row throws from `next`.
 using ImportSink = std::function<void(const SaveSetData& header, const SaveSetRecordSource& next)>;
 
-// The whole save set a streaming import reads: `import` is run with a sink that keeps every record.
-SaveSetData KeepAll(const std::function<void(const ImportSink& sink)>& import);
+// The whole save set a streaming import reads: `read` is run with a sink that keeps every record.
+SaveSetData KeepAll(const std::function<void(const ImportSink& sink)>& read);
 
 // ImportCgats for a file of any size: the text is read from `in` piece by piece (the structure
 // first, then the rows; twice when the scale must be judged from the values), never held whole,

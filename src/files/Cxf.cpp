@@ -189,12 +189,10 @@ std::string_view AsUtf8(std::string_view text, bool latin1, std::string& scratch
     scratch.clear();
     for (const char c : text) {
         const auto u = static_cast<unsigned char>(c);
-        if (u < 0x80) {
+        if (u < 0x80)
             scratch += c;
-        } else {
-            scratch += static_cast<char>(0xC0 | (u >> 6));
-            scratch += static_cast<char>(0x80 | (u & 0x3F));
-        }
+        else
+            scratch += EncodeUtf8(u);  // Latin-1's byte is its code point
     }
     return scratch;
 }

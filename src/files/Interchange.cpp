@@ -25,16 +25,16 @@ std::ifstream OpenMeasurementFile(const std::filesystem::path& file) {
     return in;
 }
 
-SaveSetData KeepAll(const std::function<void(const ImportSink& sink)>& import) {
+SaveSetData KeepAll(const std::function<void(const ImportSink& sink)>& read) {
     SaveSetData data;
-    import([&](const SaveSetData& header, const SaveSetRecordSource& next) {
+    read([&](const SaveSetData& header, const SaveSetRecordSource& next) {
         data = header;
-    SaveSetRecord rec;
-    while (next(rec))
-        data.Records.push_back(std::move(rec));
-});
-return data;
-}  // namespace tintara
+        SaveSetRecord rec;
+        while (next(rec))
+            data.Records.push_back(std::move(rec));
+    });
+    return data;
+}
 
 bool ReadPiece(std::istream& in, std::string& buffer, std::size_t most, const std::string& source) {
     const std::size_t kept = buffer.size();
