@@ -2,10 +2,12 @@
 
 #include <fcntl.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <bit>
+#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -14,12 +16,14 @@
 #include <system_error>
 #include <vector>
 
+#include "files/SqlitePages.h"
 #include "workspace/Error.h"
 #include "workspace/WriteFile.h"
 
 namespace tintara {
 
 namespace fs = std::filesystem;
+using sqlitepages::StoredValue;
 
 namespace {
 
@@ -93,6 +97,7 @@ constexpr const char* kHeaderColumns =
 
 constexpr const char* kRecordColumns =
     "ordinal, name, name2, system, notes, status, instrument, time, curve_0, curve_1, checksum";
+constexpr int kRecordColumnCount = 11;
 
 // Corruption check of a header or record: FNV-1a taken over 64-bit little-endian words instead of
 // bytes (offset basis 0xcbf29ce484222325, prime 0x100000001b3). Each step is a bijection of the
@@ -240,11 +245,8 @@ class Writer {
     Writer(const fs::path& target, const fs::path& temporary)
         : m_target(target), m_temporary(temporary) {}
 
-    void Write(const SaveSetData& header, const RecordFeed& next) {
-        if (sqlite3_open_v2(m_temporary.c_str(), &m_db.db,
-                            SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr) != SQLITE_OK) {
-            Fail("the temporary file cannot be opened");
-        }
+    void Write(const SaveSetData& header, const RecordFeed& next, RecordPath path) {
+        Open();
         Exec(
             "PRAGMA page_size = 65536; PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF;"
             " PRAGMA locking_mode = EXCLUSIVE;"
@@ -254,19 +256,56 @@ class Writer {
         Exec("BEGIN;");
         Exec(kSchema);
         WriteHeader(header);
+        if (path == RecordPath::kPages) {
+            // SQLite makes the file with its header and an empty records table, whose root is
+            // the last page; the records then go into the pages after it.
+            const uint32_t root = RecordsRoot();
+            Exec("COMMIT;");
+            Close();
+            if (sqlitepages::TableAppend::CanAppend(m_temporary, root)) {
+                AppendRecords(header, next, root);
+                return;
+            }
+            Open();
+            Exec("BEGIN;");
+        }
         WriteRecords(header, next);
         Exec("COMMIT;");
-        if (m_db.Close() != SQLITE_OK)
-            Fail("writing failed");
+        Close();
     }
 
   private:
-    [[noreturn]] void Fail(const std::string& what) {
+    void Open() {
+        if (sqlite3_open_v2(m_temporary.c_str(), &m_db.db,
+                            SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr) != SQLITE_OK) {
+            Fail("the temporary file cannot be opened");
+        }
+    }
+
+    void Close() {
+        errno = 0;
+        if (m_db.Close() != SQLITE_OK)
+            Fail("writing failed", errno);
+    }
+
+    uint32_t RecordsRoot() {
+        Statement s;
+        Prepare(s, "SELECT rootpage FROM sqlite_schema WHERE type = 'table' AND name = 'records';");
+        if (sqlite3_step(s.stmt) != SQLITE_ROW)
+            Fail("writing failed");
+        return static_cast<uint32_t>(sqlite3_column_int64(s.stmt, 0));
+    }
+
+    // `lastError` is errno as the failed call left it: SQLite does not record the system's
+    // error for a write that fails while a transaction commits.
+    [[noreturn]] void Fail(const std::string& what, int lastError = 0) {
         if (m_db.db) {
             // A write the system refused (a full disk, a file-size limit) reads as any other
             // file's would.
             const int code = sqlite3_errcode(m_db.db) & 0xff;
-            const int error = sqlite3_system_errno(m_db.db);
+            int error = sqlite3_system_errno(m_db.db);
+            if (error == 0)
+                error = lastError;
             if ((code == SQLITE_IOERR || code == SQLITE_FULL) && error != 0)
                 FailWrite(m_target, error);
         }
@@ -277,8 +316,9 @@ class Writer {
     }
 
     void Exec(const std::string& sql) {
+        errno = 0;
         if (sqlite3_exec(m_db.db, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
-            Fail("writing failed");
+            Fail("writing failed", errno);
         }
     }
 
@@ -293,8 +333,9 @@ class Writer {
     }
 
     void Step(sqlite3_stmt* s) {
+        errno = 0;
         if (sqlite3_step(s) != SQLITE_DONE)
-            Fail("writing failed");
+            Fail("writing failed", errno);
         sqlite3_reset(s);
     }
 
@@ -413,16 +454,80 @@ class Writer {
         }
     }
 
+    // The records written straight into the database pages, each encoded as SQLite encodes a
+    // row of the records table: the ordinal, an alias of the rowid, stored as NULL; the texts
+    // and curves as they are; the integers in the fewest bytes, except the checksum, which
+    // always takes eight, so the record's size is known before its curves are encoded and
+    // checksummed in place.
+    void AppendRecords(const SaveSetData& header, const RecordFeed& next, uint32_t root) {
+        using namespace sqlitepages;
+        constexpr uint32_t kCurveType = 2 * kCurveBytes + 12;
+        constexpr uint32_t kChecksumType = 6;
+        TableAppend table(m_temporary, m_target, root);
+        for (int64_t r = 0;; ++r) {
+            const SaveSetRecord* rec = next();
+            if (!rec)
+                break;
+            const std::string* texts[5] = {&rec->Name, &rec->Name2, &rec->System, &rec->Notes,
+                                           &rec->Status};
+            const bool secondCurve = header.NumAngles >= 2 || !AllZero(rec->Curves[1]);
+            uint32_t types[11];
+            types[0] = 0;
+            for (int t = 0; t < 5; ++t)
+                types[1 + t] = static_cast<uint32_t>(2 * texts[t]->size() + 13);
+            types[6] = IntegerSerialType(rec->Instrument);
+            types[7] = IntegerSerialType(rec->Time);
+            types[8] = kCurveType;
+            types[9] = secondCurve ? kCurveType : 0;
+            types[10] = kChecksumType;
+            std::size_t headerBytes = 1;
+            std::size_t bodyBytes = 0;
+            for (uint32_t type : types) {
+                headerBytes += static_cast<std::size_t>(VarintBytes(type));
+                bodyBytes += SerialTypeBytes(type);
+            }
+            // Eleven serial types take at most 99 bytes, so the header's own size is one byte.
+            unsigned char* out = table.Row(r, headerBytes + bodyBytes);
+            unsigned char* at = out;
+            *at++ = static_cast<unsigned char>(headerBytes);
+            for (uint32_t type : types)
+                at += PutVarint(at, type);
+            for (const std::string* text : texts) {
+                std::memcpy(at, text->data(), text->size());
+                at += text->size();
+            }
+            PutInteger(at, types[6], rec->Instrument);
+            at += SerialTypeBytes(types[6]);
+            PutInteger(at, types[7], rec->Time);
+            at += SerialTypeBytes(types[7]);
+            Checksum checksum = RecordFieldsChecksum(*rec, r);
+            bool finite = checksum.CurveToStore(rec->Curves[0], at);
+            at += kCurveBytes;
+            if (secondCurve) {
+                finite &= checksum.CurveToStore(rec->Curves[1], at);
+                at += kCurveBytes;
+            } else {
+                finite &= AllFinite(rec->Curves[1]);
+                checksum.Int(-1);
+            }
+            if (!finite)
+                CheckRecord(*rec, r, m_target);  // refuses it, naming the record
+            PutInteger(at, kChecksumType, checksum.Value());
+        }
+        table.Finish();
+    }
+
     fs::path m_target;
     fs::path m_temporary;
     Database m_db;
 };
 
 void Store(const SaveSetData& header, const RecordFeed& next, const fs::path& file,
-           Durability durability = Durability::kDurable) {
+           Durability durability, RecordPath path) {
     CheckHeader(header, file);
     WriteFileAtomicallyByPath(
-        file, [&](const fs::path& temporary) { Writer(file, temporary).Write(header, next); },
+        file,
+        [&](const fs::path& temporary) { Writer(file, temporary).Write(header, next, path); },
         durability);
 }
 
@@ -461,8 +566,13 @@ struct SaveSetReader::Impl {
     int64_t m_expected = 0;
     bool m_done = false;
     Statement m_single;  // Read's
+    RecordPath m_path;
+    // Next's while it reads the pages itself: the file, opened before SQLite opens it, so that
+    // it can be told whether both have the same file; then the scan.
+    int m_pagesFd = -1;
+    std::unique_ptr<sqlitepages::TableScan> m_scan;
 
-    explicit Impl(const fs::path& file) : m_file(file) {
+    Impl(const fs::path& file, RecordPath path) : m_file(file), m_path(path) {
         std::error_code ec;
         const auto status = fs::status(m_file, ec);
         if (!fs::exists(status))
@@ -473,6 +583,8 @@ struct SaveSetReader::Impl {
         const auto size = fs::file_size(m_file, ec);
         if (!ec && size == 0)
             Bad("not a save set: the file is empty");
+        if (m_path == RecordPath::kPages)
+            m_pagesFd = open(m_file.c_str(), O_RDONLY | O_CLOEXEC);
         if (sqlite3_open_v2(m_file.c_str(), &m_db.db, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX,
                             nullptr) != SQLITE_OK) {
             throw IoError(m_file.string() + ": the file cannot be opened (" + m_db.Message() + ")");
@@ -491,6 +603,11 @@ struct SaveSetReader::Impl {
             Bad("not a save set: format version " + std::to_string(version));
         ReadHeader();
         CountRecords();
+    }
+
+    ~Impl() {
+        if (m_pagesFd >= 0)
+            close(m_pagesFd);
     }
 
     [[noreturn]] void Bad(const std::string& reason) {
@@ -529,57 +646,72 @@ struct SaveSetReader::Impl {
         return sqlite3_column_int64(s.stmt, 0);
     }
 
-    // Each column is fetched once as a value and examined through the sqlite3_value calls, which
-    // skip the per-call locking of the sqlite3_column ones. The connection is opened without a
-    // mutex (multi-thread mode), where SQLite makes no difference between protected and
-    // unprotected values, and the value is used before the next step.
-    int64_t Integer(sqlite3_stmt* s, int col, const Field& what, int64_t lo, int64_t hi) {
+    // A column of the row `s` stands on, as the checks below take it. The value is fetched once
+    // and examined through the sqlite3_value calls, which skip the per-call locking of the
+    // sqlite3_column ones: the connection is opened without a mutex (multi-thread mode), where
+    // SQLite makes no difference between protected and unprotected values, and the value is used
+    // before the next step.
+    static StoredValue Column(sqlite3_stmt* s, int col) {
         sqlite3_value* value = sqlite3_column_value(s, col);
-        if (sqlite3_value_type(value) != SQLITE_INTEGER)
-            Bad(what.Text() + " is not a whole number");
-        const int64_t v = sqlite3_value_int64(value);
-        if (v < lo || v > hi)
-            Bad(what.Text() + " is out of range (" + std::to_string(v) + ")");
+        StoredValue v;
+        v.type = sqlite3_value_type(value);
+        switch (v.type) {
+            case SQLITE_INTEGER:
+                v.integer = sqlite3_value_int64(value);
+                break;
+            case SQLITE_FLOAT:
+                v.real = sqlite3_value_double(value);
+                break;
+            case SQLITE_TEXT:
+                v.bytes = sqlite3_value_text(value);
+                v.size = static_cast<std::size_t>(sqlite3_value_bytes(value));
+                break;
+            case SQLITE_BLOB:
+                v.bytes = static_cast<const unsigned char*>(sqlite3_value_blob(value));
+                v.size = static_cast<std::size_t>(sqlite3_value_bytes(value));
+                break;
+            default:
+                break;
+        }
         return v;
     }
-    int16_t Short(sqlite3_stmt* s, int col, const Field& what) {
-        return static_cast<int16_t>(Integer(s, col, what, std::numeric_limits<int16_t>::min(),
+
+    int64_t Integer(const StoredValue& v, const Field& what, int64_t lo, int64_t hi) {
+        if (v.type != SQLITE_INTEGER)
+            Bad(what.Text() + " is not a whole number");
+        if (v.integer < lo || v.integer > hi)
+            Bad(what.Text() + " is out of range (" + std::to_string(v.integer) + ")");
+        return v.integer;
+    }
+    int16_t Short(const StoredValue& v, const Field& what) {
+        return static_cast<int16_t>(Integer(v, what, std::numeric_limits<int16_t>::min(),
                                             std::numeric_limits<int16_t>::max()));
     }
-    double Real(sqlite3_stmt* s, int col, const Field& what) {
-        sqlite3_value* value = sqlite3_column_value(s, col);
-        const int type = sqlite3_value_type(value);
-        if (type != SQLITE_FLOAT && type != SQLITE_INTEGER)
+    double Real(const StoredValue& v, const Field& what) {
+        if (v.type != SQLITE_FLOAT && v.type != SQLITE_INTEGER)
             Bad(what.Text() + " is not a number");
-        const double v = sqlite3_value_double(value);
-        if (!std::isfinite(v))
+        const double d = v.type == SQLITE_FLOAT ? v.real : static_cast<double>(v.integer);
+        if (!std::isfinite(d))
             Bad(what.Text() + " is not a finite number");
-        return v;
+        return d;
     }
     // Assigns in place, so a reused record keeps its strings' capacity.
-    void Text(sqlite3_stmt* s, int col, const Field& what, std::string& out) {
-        sqlite3_value* value = sqlite3_column_value(s, col);
-        if (sqlite3_value_type(value) != SQLITE_TEXT)
+    void Text(const StoredValue& v, const Field& what, std::string& out) {
+        if (v.type != SQLITE_TEXT)
             Bad(what.Text() + " is not a text");
-        const auto* p = reinterpret_cast<const char*>(sqlite3_value_text(value));
-        const int n = sqlite3_value_bytes(value);
-        if (p)
-            out.assign(p, static_cast<std::size_t>(n));
+        if (v.bytes)
+            out.assign(reinterpret_cast<const char*>(v.bytes), v.size);
         else
             out.clear();
     }
     // Reads the curve into `curve`, adding its stored bytes to the record's checksum.
-    void CurveColumn(sqlite3_stmt* s, int col, const Field& what, Curve& curve,
-                     Checksum& checksum) {
-        sqlite3_value* value = sqlite3_column_value(s, col);
-        if (sqlite3_value_type(value) != SQLITE_BLOB)
+    void CurveColumn(const StoredValue& v, const Field& what, Curve& curve, Checksum& checksum) {
+        if (v.type != SQLITE_BLOB)
             Bad(what.Text() + " is not a curve");
-        const auto* p = static_cast<const unsigned char*>(sqlite3_value_blob(value));
-        const int n = sqlite3_value_bytes(value);
-        if (n != static_cast<int>(kCurveBytes) || !p) {
-            Bad(what.Text() + " holds " + std::to_string(n) + " bytes, not 40 numbers");
+        if (v.size != kCurveBytes || !v.bytes) {
+            Bad(what.Text() + " holds " + std::to_string(v.size) + " bytes, not 40 numbers");
         }
-        if (!checksum.StoredCurve(p, curve))
+        if (!checksum.StoredCurve(v.bytes, curve))
             Bad(what.Text() + " holds a value that is not a finite number");
     }
 
@@ -593,25 +725,25 @@ struct SaveSetReader::Impl {
         if (rc != SQLITE_ROW)
             SqlFailure(rc);
         int i = 0;
-        d.Version = Short(s.stmt, i++, "the header's version");
-        d.FileType = Short(s.stmt, i++, "the header's file type");
+        d.Version = Short(Column(s.stmt, i++), "the header's version");
+        d.FileType = Short(Column(s.stmt, i++), "the header's file type");
         d.NumAngles =
-            static_cast<int16_t>(Integer(s.stmt, i++, "the header's angle count", 1, kMaxAngles));
+            static_cast<int16_t>(Integer(Column(s.stmt, i++), "the header's angle count", 1, kMaxAngles));
         for (int k = 0; k < 3; ++k) {
-            d.AngleTypes[k] = Short(s.stmt, i++, {"angle type", k + 1});
+            d.AngleTypes[k] = Short(Column(s.stmt, i++), {"angle type", k + 1});
         }
         for (int k = 0; k < 3; ++k) {
-            d.Illuminants[k] = Short(s.stmt, i++, {"illuminant", k + 1});
+            d.Illuminants[k] = Short(Column(s.stmt, i++), {"illuminant", k + 1});
         }
         for (int k = 0; k < 4; ++k) {
-            d.CMCFactors[k] = Real(s.stmt, i++, {"CMC factor", k + 1});
+            d.CMCFactors[k] = Real(Column(s.stmt, i++), {"CMC factor", k + 1});
         }
-        d.ColorSpace = Short(s.stmt, i++, "the header's colour space");
-        d.Observer = Short(s.stmt, i++, "the header's observer");
-        d.WarningLevel = Real(s.stmt, i++, "the header's warning level");
-        Text(s.stmt, i++, "the header's company", d.Company);
-        Text(s.stmt, i++, "the header's status", d.Status);
-        d.Instrument = Short(s.stmt, i++, "the header's instrument");
+        d.ColorSpace = Short(Column(s.stmt, i++), "the header's colour space");
+        d.Observer = Short(Column(s.stmt, i++), "the header's observer");
+        d.WarningLevel = Real(Column(s.stmt, i++), "the header's warning level");
+        Text(Column(s.stmt, i++), "the header's company", d.Company);
+        Text(Column(s.stmt, i++), "the header's status", d.Status);
+        d.Instrument = Short(Column(s.stmt, i++), "the header's instrument");
         if (sqlite3_column_int64(s.stmt, i++) != HeaderChecksum(d)) {
             Bad("the save set is damaged (the header does not match its checksum)");
         }
@@ -645,39 +777,121 @@ struct SaveSetReader::Impl {
             " is missing)");
     }
 
-    // The row `s` stands on, which is record `ordinal`.
-    void ReadRow(sqlite3_stmt* s, int64_t ordinal, SaveSetRecord& rec) {
-        Text(s, 1, {ordinal, "the name"}, rec.Name);
-        Text(s, 2, {ordinal, "the second name"}, rec.Name2);
-        Text(s, 3, {ordinal, "the system text"}, rec.System);
-        Text(s, 4, {ordinal, "the notes"}, rec.Notes);
-        Text(s, 5, {ordinal, "the status"}, rec.Status);
-        rec.Instrument = Short(s, 6, {ordinal, "the instrument"});
-        rec.Time = static_cast<int32_t>(Integer(s, 7, {ordinal, "the time"},
+    // Record `ordinal`, from its columns in the order of kRecordColumns (the first, the
+    // ordinal, is not looked at).
+    void ReadRow(const StoredValue* c, int64_t storedChecksum, int64_t ordinal,
+                 SaveSetRecord& rec) {
+        Text(c[1], {ordinal, "the name"}, rec.Name);
+        Text(c[2], {ordinal, "the second name"}, rec.Name2);
+        Text(c[3], {ordinal, "the system text"}, rec.System);
+        Text(c[4], {ordinal, "the notes"}, rec.Notes);
+        Text(c[5], {ordinal, "the status"}, rec.Status);
+        rec.Instrument = Short(c[6], {ordinal, "the instrument"});
+        rec.Time = static_cast<int32_t>(Integer(c[7], {ordinal, "the time"},
                                                 std::numeric_limits<int32_t>::min(),
                                                 std::numeric_limits<int32_t>::max()));
         Checksum checksum = RecordFieldsChecksum(rec, ordinal);
-        CurveColumn(s, 8, {ordinal, "the curve at angle position 0"}, rec.Curves[0], checksum);
-        if (sqlite3_column_type(s, 9) == SQLITE_NULL) {
+        CurveColumn(c[8], {ordinal, "the curve at angle position 0"}, rec.Curves[0], checksum);
+        if (c[9].type == SQLITE_NULL) {
             if (m_header.NumAngles >= 2)
                 Bad(Field(ordinal, "the curve at angle position 1 is missing").Text());
             rec.Curves[1] = Curve{};
             checksum.Int(-1);
         } else {
-            CurveColumn(s, 9, {ordinal, "the curve at angle position 1"}, rec.Curves[1], checksum);
+            CurveColumn(c[9], {ordinal, "the curve at angle position 1"}, rec.Curves[1], checksum);
         }
-        if (sqlite3_column_int64(s, 10) != checksum.Value()) {
+        if (storedChecksum != checksum.Value()) {
             Bad("the save set is damaged (record " + std::to_string(ordinal) +
                 " does not match its checksum)");
         }
     }
 
+    void ReadRow(sqlite3_stmt* s, int64_t ordinal, SaveSetRecord& rec) {
+        // The checksum column is only compared, as whatever integer SQLite makes of it.
+        StoredValue c[kRecordColumnCount];
+        for (int i = 1; i + 1 < kRecordColumnCount; ++i)
+            c[i] = Column(s, i);
+        ReadRow(c, sqlite3_column_int64(s, kRecordColumnCount - 1), ordinal, rec);
+    }
+
+    // Starts reading the records from the pages, when the file is the one SQLite has open and
+    // its records table has the layout this program writes. A read transaction keeps writers
+    // out while the pages are read.
+    void StartScan() {
+        const int fd = m_pagesFd;
+        m_pagesFd = -1;
+        if (fd < 0)
+            return;
+        auto scan = std::make_unique<sqlitepages::TableScan>(fd);
+        if (sqlite3_exec(m_db.db, "BEGIN;", nullptr, nullptr, nullptr) != SQLITE_OK)
+            return;
+        Statement root;
+        Statement columns;
+        if (sqlite3_prepare_v2(m_db.db,
+                               "SELECT rootpage FROM sqlite_schema WHERE type = 'table' AND name = "
+                               "'records';",
+                               -1, &root.stmt, nullptr) != SQLITE_OK ||
+            sqlite3_step(root.stmt) != SQLITE_ROW ||
+            sqlite3_prepare_v2(m_db.db, "SELECT group_concat(name, ', '), sum(pk) FROM "
+                                        "(SELECT name, pk FROM pragma_table_info('records'));",
+                               -1, &columns.stmt, nullptr) != SQLITE_OK ||
+            sqlite3_step(columns.stmt) != SQLITE_ROW) {
+            return;
+        }
+        const auto* names = sqlite3_column_text(columns.stmt, 0);
+        struct stat opened {};
+        struct stat named {};
+        if (!names || std::strcmp(reinterpret_cast<const char*>(names), kRecordColumns) != 0 ||
+            sqlite3_column_int64(columns.stmt, 1) != 1 || fstat(scan->Descriptor(), &opened) != 0 ||
+            stat(m_file.c_str(), &named) != 0 || opened.st_dev != named.st_dev ||
+            opened.st_ino != named.st_ino) {
+            return;
+        }
+        if (scan->Start(static_cast<uint32_t>(sqlite3_column_int64(root.stmt, 0))))
+            m_scan = std::move(scan);
+    }
+
+    // The row the scan stands on, when it is record m_expected as this program writes it: all
+    // eleven columns, the ordinal the rowid (so NULL in the record), the checksum an integer.
+    bool ScannedRowIsPlain() const {
+        const auto& c = m_scan->Columns();
+        return m_scan->Rowid() == m_expected && c.size() == kRecordColumnCount &&
+               c[0].type == SQLITE_NULL && c[kRecordColumnCount - 1].type == SQLITE_INTEGER;
+    }
+
     bool Next(SaveSetRecord& rec) {
         if (m_done)
             return false;
+        if (m_path == RecordPath::kPages && !m_sequence.stmt) {
+            if (!m_scan)
+                StartScan();
+            if (m_scan) {
+                const auto step = m_scan->Next();
+                if (step == sqlitepages::TableScan::Step::kEnd) {
+                    m_done = true;
+                    m_scan.reset();
+                    sqlite3_exec(m_db.db, "COMMIT;", nullptr, nullptr, nullptr);
+                    return false;
+                }
+                if (step == sqlitepages::TableScan::Step::kRow && ScannedRowIsPlain()) {
+                    const auto& c = m_scan->Columns();
+                    ReadRow(c.data(), c[kRecordColumnCount - 1].integer, m_expected, rec);
+                    ++m_expected;
+                    return true;
+                }
+            }
+            // SQL statements carry on from the record the pages reached.
+            m_scan.reset();
+        }
         if (!m_sequence.stmt) {
-            Prepare(m_sequence,
-                    std::string("SELECT ") + kRecordColumns + " FROM records ORDER BY ordinal;");
+            if (m_expected == 0) {
+                Prepare(m_sequence, std::string("SELECT ") + kRecordColumns +
+                                        " FROM records ORDER BY ordinal;");
+            } else {
+                Prepare(m_sequence, std::string("SELECT ") + kRecordColumns +
+                                        " FROM records WHERE ordinal >= ? ORDER BY ordinal;");
+                sqlite3_bind_int64(m_sequence.stmt, 1, m_expected);
+            }
         }
         const int rc = sqlite3_step(m_sequence.stmt);
         if (rc == SQLITE_DONE) {
@@ -715,7 +929,8 @@ struct SaveSetReader::Impl {
     }
 };
 
-SaveSetReader::SaveSetReader(const fs::path& file) : m_impl(std::make_unique<Impl>(file)) {}
+SaveSetReader::SaveSetReader(const fs::path& file, RecordPath path)
+    : m_impl(std::make_unique<Impl>(file, path)) {}
 SaveSetReader::~SaveSetReader() = default;
 SaveSetReader::SaveSetReader(SaveSetReader&&) noexcept = default;
 SaveSetReader& SaveSetReader::operator=(SaveSetReader&&) noexcept = default;
@@ -736,8 +951,8 @@ void SaveSetReader::Read(int64_t ordinal, SaveSetRecord& record) {
     m_impl->Read(ordinal, record);
 }
 
-SaveSetData LoadSaveSet(const fs::path& file) {
-    SaveSetReader reader(file);
+SaveSetData LoadSaveSet(const fs::path& file, RecordPath path) {
+    SaveSetReader reader(file, path);
     SaveSetData data = reader.Header();
     // One more than the count: the last Next is given a record too, and finds none.
     data.Records.reserve(static_cast<std::size_t>(reader.RecordCount()) + 1);
@@ -747,7 +962,7 @@ SaveSetData LoadSaveSet(const fs::path& file) {
     return data;
 }
 
-void StoreSaveSet(const SaveSetData& data, const fs::path& file) {
+void StoreSaveSet(const SaveSetData& data, const fs::path& file, RecordPath path) {
     // Everything is checked before the file is touched.
     CheckHeader(data, file);
     for (std::size_t r = 0; r < data.Records.size(); ++r)
@@ -758,11 +973,11 @@ void StoreSaveSet(const SaveSetData& data, const fs::path& file) {
         [&]() -> const SaveSetRecord* {
             return at < data.Records.size() ? &data.Records[at++] : nullptr;
         },
-        file);
+        file, Durability::kDurable, path);
 }
 
 void StoreSaveSet(const SaveSetData& header, const SaveSetRecordSource& next, const fs::path& file,
-                  Durability durability) {
+                  Durability durability, RecordPath path) {
     SaveSetRecord record;
     Store(
         header,
@@ -777,7 +992,7 @@ void StoreSaveSet(const SaveSetData& header, const SaveSetRecordSource& next, co
             record.Curves = {};
             return next(record) ? &record : nullptr;
         },
-        file, durability);
+        file, durability, path);
 }
 
 }  // namespace tintara
