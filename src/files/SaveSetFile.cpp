@@ -571,6 +571,7 @@ struct SaveSetReader::Impl {
     // it can be told whether both have the same file; then the scan.
     int m_pagesFd = -1;
     std::unique_ptr<sqlitepages::TableScan> m_scan;
+    int64_t m_fromPages = 0;
 
     Impl(const fs::path& file, RecordPath path) : m_file(file), m_path(path) {
         std::error_code ec;
@@ -877,6 +878,7 @@ struct SaveSetReader::Impl {
                     const auto& c = m_scan->Columns();
                     ReadRow(c.data(), c[kRecordColumnCount - 1].integer, m_expected, rec);
                     ++m_expected;
+                    ++m_fromPages;
                     return true;
                 }
             }
@@ -949,6 +951,10 @@ bool SaveSetReader::Next(SaveSetRecord& record) {
 
 void SaveSetReader::Read(int64_t ordinal, SaveSetRecord& record) {
     m_impl->Read(ordinal, record);
+}
+
+int64_t SaveSetReader::RecordsFromPages() const {
+    return m_impl->m_fromPages;
 }
 
 SaveSetData LoadSaveSet(const fs::path& file, RecordPath path) {

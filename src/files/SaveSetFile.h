@@ -58,6 +58,9 @@ class SaveSetReader {
     // Reads record `ordinal` (0-based) by itself, with the same checks; does not disturb Next's
     // position. Throws Error when there is no such record.
     void Read(int64_t ordinal, SaveSetRecord& record);
+    // How many of the records Next gave came straight from the pages (RecordPath::kPages), the
+    // rest having been read through statements.
+    int64_t RecordsFromPages() const;
 
   private:
     struct Impl;

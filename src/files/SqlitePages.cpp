@@ -176,6 +176,7 @@ bool TableScan::ReadPage(uint32_t number, Page& page) {
                    static_cast<off_t>(number - 1) * static_cast<off_t>(m_pageSize))) {
         return false;
     }
+    page.number = number;
     page.header = 0;
     page.next = 0;
     return true;
@@ -212,6 +213,10 @@ bool TableScan::Descend(uint32_t number) {
     for (;;) {
         if (m_depth >= kMaxDepth)
             return false;
+        for (std::size_t d = 0; d < m_depth; ++d) {
+            if (m_path[d].number == number)
+                return false;
+        }
         if (m_depth == m_path.size())
             m_path.emplace_back();
         Page& page = m_path[m_depth++];
@@ -289,6 +294,10 @@ bool TableScan::ReadCell(const Page& leaf, unsigned index) {
     if (r == 0 || payload > 0x7fffffff)
         return false;
     cell += n + r;
+    // Rowids rise through the whole table.
+    if (m_anyRow && static_cast<int64_t>(rowid) <= m_rowid)
+        return false;
+    m_anyRow = true;
     m_rowid = static_cast<int64_t>(rowid);
     const std::size_t local = LocalPayload(payload, m_usable);
     const bool spills = local < payload;

@@ -77,7 +77,7 @@ inline void PutInteger(unsigned char* out, uint32_t serialType, int64_t value) {
 // Walks a rowid table's b-tree in rowid order, one page at a time with pread.
 //
 // Contract: it understands well-formed pages only. Whenever the file, a page or a row is not
-// what it expects (another journal mode, a page that breaks the format, an unreadable page) Next
+// what it expects (a page that is its own ancestor, rowids out of order included) (another journal mode, a page that breaks the format, an unreadable page) Next
 // answers kStopped and stays stopped; the caller then carries on through SQLite from the row it
 // had reached, so a file this scan does not take reads exactly as SQLite reads it. The caller
 // holds a read transaction on the database for as long as it scans, so nobody writes the file
@@ -105,6 +105,7 @@ class TableScan {
 
   private:
     struct Page {
+        uint32_t number = 0;
         std::vector<unsigned char> bytes;
         unsigned header = 0;  // where the b-tree page header starts (100 on page 1)
         unsigned cells = 0;
@@ -130,6 +131,7 @@ class TableScan {
     Page m_overflow;
     std::vector<unsigned char> m_spilled;
     int64_t m_rowid = 0;
+    bool m_anyRow = false;
     std::vector<StoredValue> m_columns;
 };
 

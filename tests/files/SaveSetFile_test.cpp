@@ -57,8 +57,19 @@ std::string ReaderRefusal(const fs::path& file) {
     return "";
 }
 
+// What the whole-file read through SQL statements says, or "" when it read the file.
+std::string StatementsRefusal(const fs::path& file) {
+    try {
+        LoadSaveSet(file, RecordPath::kStatements);
+    } catch (const Error& e) {
+        return e.what();
+    }
+    return "";
+}
+
 // The file must be refused by the whole-file read and, with the same message, by the record-by-
-// record one, with a reason that names the file and contains `fragment`.
+// record one and by the read through SQL statements, with a reason that names the file and
+// contains `fragment`.
 void ExpectRefused(const fs::path& file, const std::string& fragment) {
     try {
         LoadSaveSet(file);
@@ -68,7 +79,28 @@ void ExpectRefused(const fs::path& file, const std::string& fragment) {
         EXPECT_NE(what.find(file.string()), std::string::npos) << what;
         EXPECT_NE(what.find(fragment), std::string::npos) << what;
         EXPECT_EQ(ReaderRefusal(file), what);
+        EXPECT_EQ(StatementsRefusal(file), what);
     }
+}
+
+// How many records a read of `file` takes from the pages.
+int64_t PagesRead(const fs::path& file) {
+    SaveSetReader reader(file);
+    SaveSetRecord rec;
+    while (reader.Next(rec)) {
+    }
+    return reader.RecordsFromPages();
+}
+
+// Every stored value of every record with its SQL type, as one text.
+std::string StoredRecords(const fs::path& file) {
+    return test::QuerySql(
+        file,
+        "SELECT group_concat(ordinal || typeof(name) || hex(name) || typeof(name2) || hex(name2) ||"
+        " typeof(system) || hex(system) || typeof(notes) || hex(notes) || typeof(status) ||"
+        " hex(status) || typeof(instrument) || instrument || typeof(time) || time ||"
+        " typeof(curve_0) || hex(curve_0) || typeof(curve_1) || ifnull(hex(curve_1), '') ||"
+        " typeof(checksum) || checksum, ';') FROM (SELECT * FROM records ORDER BY ordinal);");
 }
 
 int Temporaries(const fs::path& folder) {
@@ -97,11 +129,83 @@ TEST(SaveSetStorage, EveryFieldSurvivesARoundTripOverALargerEarlierFile) {
     }
 }
 
+// The records written into the pages are the ones SQL statements write, value for value and
+// type for type, in a file SQLite finds sound; each way of reading gives back what was written,
+// from either file. Texts long enough to spill over several pages, a NUL inside a text, NULL
+// second curves and every size of integer are among them.
+TEST(SaveSetStorage, PagesAndStatementsStoreAndReadTheSameRecords) {
+    const auto dir = test::ScratchDir("SaveSetStorage_Paths");
+    for (int16_t angles : {1, 2}) {
+        for (int records : {0, 1, 3000}) {
+            SCOPED_TRACE(std::to_string(angles) + " angles, " + std::to_string(records));
+            SaveSetData d = SampleSet(records, angles);
+            if (records > 2) {
+                d.Records[1].Notes = std::string(200000, 'n');
+                d.Records[2].Name = std::string("Röd\0 tile", 10);
+                d.Records[2].Time = std::numeric_limits<int32_t>::min();
+                d.Records[0].Instrument = std::numeric_limits<int16_t>::max();
+            }
+            const fs::path pages = dir / "pages.wsv";
+            const fs::path statements = dir / "statements.wsv";
+            StoreSaveSet(d, pages);
+            StoreSaveSet(d, statements, RecordPath::kStatements);
+            EXPECT_EQ(test::QuerySql(pages, "PRAGMA integrity_check;"), "ok");
+            EXPECT_EQ(StoredRecords(pages), StoredRecords(statements));
+            for (const fs::path& file : {pages, statements}) {
+                EXPECT_EQ(LoadSaveSet(file), d) << file;
+                EXPECT_EQ(LoadSaveSet(file, RecordPath::kStatements), d) << file;
+                EXPECT_EQ(PagesRead(file), records) << file;  // every record from the pages
+            }
+        }
+    }
+}
+
+// What the pages path does not take is read through statements, from the first record or from
+// the one the pages had reached: a file in write-ahead-log mode, a records table laid out in
+// another column order, a record numbered out of turn half way.
+TEST(SaveSetReader, HandsFilesThePagesDoNotTakeToStatements) {
+    const auto dir = test::ScratchDir("SaveSetReader_HandOver");
+    const SaveSetData d = SampleSet(2000, 2);
+    const fs::path wal = dir / "wal.wsv";
+    StoreSaveSet(d, wal);
+    test::ExecSql(wal, "PRAGMA journal_mode = WAL;");
+    EXPECT_EQ(LoadSaveSet(wal), d);
+    EXPECT_EQ(PagesRead(wal), 0);
+
+    const fs::path reordered = dir / "reordered.wsv";
+    StoreSaveSet(d, reordered);
+    test::ExecSql(reordered,
+                  "CREATE TABLE r (checksum INTEGER NOT NULL, ordinal INTEGER PRIMARY KEY,"
+                  " name TEXT NOT NULL, name2 TEXT NOT NULL, system TEXT NOT NULL, notes TEXT NOT"
+                  " NULL, status TEXT NOT NULL, instrument INTEGER NOT NULL, time INTEGER NOT"
+                  " NULL, curve_0 BLOB NOT NULL, curve_1 BLOB);"
+                  "INSERT INTO r SELECT checksum, ordinal, name, name2, system, notes, status,"
+                  " instrument, time, curve_0, curve_1 FROM records;"
+                  "DROP TABLE records; ALTER TABLE r RENAME TO records;");
+    EXPECT_EQ(LoadSaveSet(reordered), d);
+    EXPECT_EQ(PagesRead(reordered), 0);
+
+    // Record 1500 moved to the end: the pages read up to it, statements find the gap.
+    const fs::path gap = dir / "gap.wsv";
+    StoreSaveSet(d, gap);
+    test::ExecSql(gap, "UPDATE records SET ordinal = 5000 WHERE ordinal = 1500;");
+    SaveSetReader reader(gap);
+    SaveSetRecord rec;
+    for (int r = 0; r < 1500; ++r) {
+        ASSERT_TRUE(reader.Next(rec));
+        ASSERT_EQ(rec, d.Records[static_cast<std::size_t>(r)]);
+    }
+    EXPECT_THROW_WHAT(reader.Next(rec), ParseError, "record 1500 is missing");
+    EXPECT_EQ(reader.RecordsFromPages(), 1500);
+}
+
 // Files kept from earlier builds: the demo's Master tile set (two angle positions) and a
 // one-angle results file whose second curves are NULL. A change to the stored layout or to the
 // checksum makes them unreadable, which would strand every save set users already have.
 TEST(SaveSetStorage, SaveSetsWrittenByEarlierBuildsStillRead) {
-    const SaveSetData tiles = LoadSaveSet(test::DataPath("savesets/demo-master-tiles.wsv"));
+    const fs::path tilesFile = test::DataPath("savesets/demo-master-tiles.wsv");
+    const SaveSetData tiles = LoadSaveSet(tilesFile);
+    EXPECT_EQ(LoadSaveSet(tilesFile, RecordPath::kStatements), tiles);
     const SaveSetData demo = MakeDemoData().MasterTiles;
     ASSERT_EQ(tiles.Records.size(), demo.Records.size());
     EXPECT_EQ(tiles.NumAngles, 2);
@@ -112,6 +216,7 @@ TEST(SaveSetStorage, SaveSetsWrittenByEarlierBuildsStillRead) {
 
     const fs::path oneAngle = test::DataPath("savesets/one-angle-results.wsv");
     const SaveSetData results = LoadSaveSet(oneAngle);
+    EXPECT_EQ(LoadSaveSet(oneAngle, RecordPath::kStatements), results);
     ASSERT_EQ(results.Records.size(), 6u);
     EXPECT_EQ(results.NumAngles, 1);
     // Written again today and read back, it holds the same.
@@ -244,23 +349,29 @@ TEST(SaveSetStorage, FailedSaveLeavesTheEarlierFileAndNoLitter) {
     EXPECT_THROW(StoreSaveSet(bad, file), Error);
     EXPECT_EQ(LoadSaveSet(file), earlier);
 
-    // A write that fails half way (the file-size limit stops it; this works for root too).
+    // A write that fails half way (the file-size limit stops it; this works for root too): while
+    // SQLite makes the file, or in the records after it, by either path.
     std::signal(SIGXFSZ, SIG_IGN);
-    rlimit old{};
-    getrlimit(RLIMIT_FSIZE, &old);
-    rlimit small = old;
-    small.rlim_cur = 64 * 1024;
-    setrlimit(RLIMIT_FSIZE, &small);
-    std::string what;
-    try {
-        StoreSaveSet(SampleSet(3000, 2), file);
-    } catch (const IoError& e) {
-        what = e.what();
+    for (const rlim_t limit : {64 * 1024, 640 * 1024}) {
+        for (const RecordPath path : {RecordPath::kPages, RecordPath::kStatements}) {
+            SCOPED_TRACE(limit);
+            rlimit old{};
+            getrlimit(RLIMIT_FSIZE, &old);
+            rlimit small = old;
+            small.rlim_cur = limit;
+            setrlimit(RLIMIT_FSIZE, &small);
+            std::string what;
+            try {
+                StoreSaveSet(SampleSet(3000, 2), file, path);
+            } catch (const IoError& e) {
+                what = e.what();
+            }
+            setrlimit(RLIMIT_FSIZE, &old);
+            EXPECT_NE(what.find(file.string()), std::string::npos) << what;
+            EXPECT_NE(what.find("File too large"), std::string::npos) << what;
+            EXPECT_EQ(LoadSaveSet(file), earlier);
+        }
     }
-    setrlimit(RLIMIT_FSIZE, &old);
-    EXPECT_NE(what.find(file.string()), std::string::npos) << what;
-    EXPECT_NE(what.find("File too large"), std::string::npos) << what;
-    EXPECT_EQ(LoadSaveSet(file), earlier);
 
     fs::create_directory(dir / "taken.wsv");  // a folder in the way
     EXPECT_THROW(StoreSaveSet(earlier, dir / "taken.wsv"), IoError);

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 
@@ -78,6 +79,22 @@ void ReadSaveSet(const uint8_t* data, std::size_t size) {
             }
         }
     });
+    // Whatever SQL statements read, the pages read the same: they hand anything they do not
+    // understand to the statements. (SQLite may refuse damage the pages step around.)
+    std::optional<SaveSetData> statements;
+    try {
+        statements = LoadSaveSet(ScratchFile(), RecordPath::kStatements);
+    } catch (const Error&) {
+    }
+    if (statements) {
+        std::optional<SaveSetData> pages;
+        try {
+            pages = LoadSaveSet(ScratchFile());
+        } catch (const Error&) {
+        }
+        if (!pages || !(*pages == *statements))
+            throw std::logic_error("the pages and the statements read a save set differently");
+    }
 }
 
 void ReadCoefficientFile(const uint8_t* data, std::size_t size) {
