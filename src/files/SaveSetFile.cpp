@@ -72,6 +72,17 @@ struct Statement {
     ~Statement() { sqlite3_finalize(stmt); }
 };
 
+struct Descriptor {
+    int fd = -1;
+    Descriptor() = default;
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor() {
+        if (fd >= 0)
+            close(fd);
+    }
+};
+
 // The schema. `ordinal` is the record's 0-based place in the file; curve_1 is NULL for a record
 // without a curve at angle position 1 (only allowed in one-angle save sets).
 constexpr const char* kSchema =
@@ -559,6 +570,11 @@ class Field {
 
 struct SaveSetReader::Impl {
     fs::path m_file;
+    RecordPath m_path;
+    // For Next to read the pages itself: the file, opened before SQLite opens it, so that it can
+    // be told whether both have the same file, and (declared before the database) closed after
+    // SQLite has closed it.
+    Descriptor m_pagesFd;
     Database m_db;
     SaveSetData m_header;
     int64_t m_count = 0;
@@ -566,10 +582,6 @@ struct SaveSetReader::Impl {
     int64_t m_expected = 0;
     bool m_done = false;
     Statement m_single;  // Read's
-    RecordPath m_path;
-    // Next's while it reads the pages itself: the file, opened before SQLite opens it, so that
-    // it can be told whether both have the same file; then the scan.
-    int m_pagesFd = -1;
     std::unique_ptr<sqlitepages::TableScan> m_scan;
     int64_t m_fromPages = 0;
 
@@ -585,7 +597,7 @@ struct SaveSetReader::Impl {
         if (!ec && size == 0)
             Bad("not a save set: the file is empty");
         if (m_path == RecordPath::kPages)
-            m_pagesFd = open(m_file.c_str(), O_RDONLY | O_CLOEXEC);
+            m_pagesFd.fd = open(m_file.c_str(), O_RDONLY | O_CLOEXEC);
         if (sqlite3_open_v2(m_file.c_str(), &m_db.db, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX,
                             nullptr) != SQLITE_OK) {
             throw IoError(m_file.string() + ": the file cannot be opened (" + m_db.Message() + ")");
@@ -604,11 +616,6 @@ struct SaveSetReader::Impl {
             Bad("not a save set: format version " + std::to_string(version));
         ReadHeader();
         CountRecords();
-    }
-
-    ~Impl() {
-        if (m_pagesFd >= 0)
-            close(m_pagesFd);
     }
 
     [[noreturn]] void Bad(const std::string& reason) {
@@ -819,11 +826,9 @@ struct SaveSetReader::Impl {
     // its records table has the layout this program writes. A read transaction keeps writers
     // out while the pages are read.
     void StartScan() {
-        const int fd = m_pagesFd;
-        m_pagesFd = -1;
-        if (fd < 0)
+        if (m_pagesFd.fd < 0)
             return;
-        auto scan = std::make_unique<sqlitepages::TableScan>(fd);
+        auto scan = std::make_unique<sqlitepages::TableScan>(m_pagesFd.fd);
         if (sqlite3_exec(m_db.db, "BEGIN;", nullptr, nullptr, nullptr) != SQLITE_OK)
             return;
         Statement root;
@@ -843,7 +848,7 @@ struct SaveSetReader::Impl {
         struct stat opened {};
         struct stat named {};
         if (!names || std::strcmp(reinterpret_cast<const char*>(names), kRecordColumns) != 0 ||
-            sqlite3_column_int64(columns.stmt, 1) != 1 || fstat(scan->Descriptor(), &opened) != 0 ||
+            sqlite3_column_int64(columns.stmt, 1) != 1 || fstat(m_pagesFd.fd, &opened) != 0 ||
             stat(m_file.c_str(), &named) != 0 || opened.st_dev != named.st_dev ||
             opened.st_ino != named.st_ino) {
             return;

@@ -157,11 +157,6 @@ bool TableScan::Start(uint32_t rootPage) {
     return true;
 }
 
-TableScan::~TableScan() {
-    if (m_fd >= 0)
-        close(m_fd);
-}
-
 TableScan::Step TableScan::Stop() {
     m_stopped = true;
     return Step::kStopped;

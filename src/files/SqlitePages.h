@@ -85,13 +85,13 @@ inline void PutInteger(unsigned char* out, uint32_t serialType, int64_t value) {
 // payload when the row spills to overflow pages.
 class TableScan {
   public:
-    // Takes over `fd`, the database file open for reading.
+    // Reads through `fd`, the database file open for reading, which the caller closes after the
+    // scan and after SQLite has let go of its locks (closing any descriptor of a file drops the
+    // process's POSIX locks on it, SQLite's included).
     explicit TableScan(int fd);
-    ~TableScan();
     TableScan(const TableScan&) = delete;
     TableScan& operator=(const TableScan&) = delete;
 
-    int Descriptor() const { return m_fd; }
     // Reads the file header for a scan of the table rooted at `rootPage`; false when the file
     // is not laid out as this scan expects (the scan then stays stopped).
     bool Start(uint32_t rootPage);

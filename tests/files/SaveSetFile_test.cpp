@@ -248,6 +248,16 @@ TEST(SaveSetStorage, RefusesFilesThatAreNotReadableSaveSets) {
     StoreSaveSet(SampleSet(2, 1), dir / "newer.wsv");
     test::ExecSql(dir / "newer.wsv", "PRAGMA user_version = 2;");
     ExpectRefused(dir / "newer.wsv", "newer");
+
+    // A refusal leaves no file open behind it (a batch of refused files must not run the
+    // process out of descriptors).
+    const auto openFiles = [] { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); };
+    const auto before = openFiles();
+    for (int k = 0; k < 20; ++k) {
+        for (const char* name : {"text.wsv", "foreign.wsv", "newer.wsv"})
+            EXPECT_NE(ReaderRefusal(dir / name), "");
+    }
+    EXPECT_EQ(openFiles(), before);
 }
 
 TEST(SaveSetStorage, RefusesDamagedDatabases) {

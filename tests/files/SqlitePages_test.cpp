@@ -147,7 +147,12 @@ struct Scanned {
 
 Scanned Scan(const fs::path& file, uint32_t root, std::size_t giveUpAfter = 1000000) {
     Scanned out;
-    TableScan scan(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    TableScan scan(fd);
+    struct Closer {
+        int fd;
+        ~Closer() { close(fd); }
+    } closer{fd};
     if (!scan.Start(root))
         return out;
     TableScan::Step step;
