@@ -136,6 +136,6 @@ void BM_CorrectCurves(benchmark::State& state) {
     }
     state.SetItemsProcessed(state.iterations());
 }
-BENCHMARK(BM_CorrectCurves)->Arg(2)->Arg(4);  // points at a time
+BENCHMARK(BM_CorrectCurves)->Arg(2)->Arg(4)->Arg(8);  // points at a time
 
 }  // namespace

@@ -25,6 +25,9 @@ int RunConvert(const Arguments& arguments, CommandContext& context) {
     session.Run(C::TargetInstrumentSaveSet, [](auto& s) { return s.ws.TargetSaveSetLoaded; });
     session.Run(C::CorrelationFileMenu, [](auto& s) { return s.ws.CoefficientsLoaded; });
     session.Run(C::GenerateConvData, [](auto& s) { return !s.commands.ConversionFailed(); });
+    // Nothing looks at the conversion after it is saved, so Save moves it into place rather than
+    // copying it.
+    session.commands.SaveSets().SetConversionKeptAfterSave(false);
     const int shown = session.ui.MessagesShown;
     session.commands.Execute(C::SaveCorrelatedFandeck);
     if (session.ui.MessagesShown != shown)

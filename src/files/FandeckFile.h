@@ -95,6 +95,8 @@ class TemporaryFile {
     const std::filesystem::path& Path() const { return m_path; }
     // Removes the file now and forgets the name.
     void Remove();
+    // Forgets the name, leaving the file (which someone has moved away).
+    void Forget() { m_path.clear(); }
 
   private:
     std::filesystem::path m_path;

@@ -13,7 +13,10 @@ namespace {
 // The most points Correct takes at a time on this processor (see ProfileCorrector::Width).
 int WidestWidth() {
 #if defined(__x86_64__)
-    static const int width = __builtin_cpu_supports("avx2") ? 4 : 2;
+    static const int width =
+        __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") ? 8
+        : __builtin_cpu_supports("avx2")                                         ? 4
+                                                                                 : 2;
     return width;
 #else
     return 2;
@@ -74,6 +77,11 @@ template <>
 struct Lane<4> {
     typedef double Vector __attribute__((vector_size(32)));
     typedef int64_t Mask __attribute__((vector_size(32)));
+};
+template <>
+struct Lane<8> {
+    typedef double Vector __attribute__((vector_size(64)));
+    typedef int64_t Mask __attribute__((vector_size(64)));
 };
 
 template <int Lanes>
@@ -147,18 +155,29 @@ void CorrectTwoAtATime(const ProfileCorrector::Plan& plan, const double* in, dou
                                                 const double* in, double* out) noexcept {
     CorrectionKernel<4>::Run(plan, in, out);
 }
+
+// AVX-512 (foundation and the doubleword/quadword masks), likewise without FMA.
+[[gnu::target("avx512f,avx512dq")]] void CorrectEightAtATime(const ProfileCorrector::Plan& plan,
+                                                             const double* in,
+                                                             double* out) noexcept {
+    CorrectionKernel<8>::Run(plan, in, out);
+}
 #endif
 
 }  // namespace
 
 void ProfileCorrector::SetWidth(int width) {
-    if (width == 2 || (width == 4 && WidestWidth() == 4))
+    if (width == 2 || ((width == 4 || width == 8) && width <= WidestWidth()))
         m_width = width;
 }
 
 void ProfileCorrector::Correct(Geometry geometry, const double* in, double* out) const noexcept {
     const Plan& plan = m_plans[static_cast<int>(geometry)];
 #if defined(__x86_64__)
+    if (m_width == 8) {
+        CorrectEightAtATime(plan, in, out);
+        return;
+    }
     if (m_width == 4) {
         CorrectFourAtATime(plan, in, out);
         return;

@@ -29,9 +29,10 @@ enum class Geometry { SCI = 0, SCE = 1 };
 //
 // Correct() does no allocation and no validation; per-point constants are laid out once by Load.
 // It evaluates the shared formulas several points at a time (two on any x86-64, four where the
-// processor has AVX2), operation for operation in the same order and with no fused multiply-add,
-// so its results are bit for bit those of the one-point-at-a-time formulas (the tests keep that
-// version as the reference, and run both widths against it).
+// processor has AVX2, eight with AVX-512), operation for operation in the same order and with no
+// fused multiply-add, so its results are bit for bit those of the one-point-at-a-time formulas
+// (the tests keep that version as the reference, and run every width the processor has against
+// it).
 class ProfileCorrector {
   public:
     ProfileCorrector() = default;
@@ -55,8 +56,9 @@ class ProfileCorrector {
         Correct(geometry, in.data(), out.data());
     }
 
-    // How many points Correct takes at a time: 4 where the processor has AVX2, else 2. The tests
-    // and the benchmark set 2 to run the code every processor runs; any other width is ignored.
+    // How many points Correct takes at a time: 8 where the processor has AVX-512 (F and DQ), 4
+    // where it has AVX2, else 2. The tests and the benchmark set narrower widths to run the code
+    // other processors run; a width this processor lacks, or any other, is ignored.
     int Width() const { return m_width; }
     void SetWidth(int width);
 

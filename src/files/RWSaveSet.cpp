@@ -369,7 +369,15 @@ void RWSaveSet::WriteCorrelatedResults() {
             throw IoError(name +
                           ": cannot be written: the converted fandeck in the temporary "
                           "folder is gone; convert the fandeck again");
-        CopyFileAtomically(m_ws.ConvertedCurvesFile, target);
+        if (m_conversionKeptAfterSave) {
+            CopyFileAtomically(m_ws.ConvertedCurvesFile, target);
+        } else {
+            MoveFileAtomically(m_ws.ConvertedCurvesFile, target);
+            m_converted.Forget();
+            m_ws.ConvertedCurvesFile.clear();
+            m_ws.ConversionDone = false;
+            m_ws.CorrelatedFandeckReady = false;
+        }
     } catch (const std::exception& error) {
         m_lastError = error.what();
         throw;

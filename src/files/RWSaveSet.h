@@ -82,6 +82,11 @@ class RWSaveSet {
     // status TargetStatus with "P" as second character. Throws IoError when there is no
     // conversion or the file cannot be written (an earlier file of that name is then kept).
     void WriteCorrelatedResults();
+    // Whether the conversion stays in hand after WriteCorrelatedResults (the window shows and
+    // saves it again) or is given up to it (a command line that ends there): the file then
+    // becomes the correlated fandeck itself where the file systems allow, instead of being
+    // copied, and ConvertedCurvesFile, ConversionDone and CorrelatedFandeckReady are cleared.
+    void SetConversionKeptAfterSave(bool kept) { m_conversionKeptAfterSave = kept; }
 
     // Folder for files named without one (the result save sets, a relative correlated file name);
     // empty = the current folder.
@@ -178,6 +183,7 @@ class RWSaveSet {
     ProfileCorrector m_corrector;
     std::string m_correlationWarning;
     TemporaryFile m_converted;
+    bool m_conversionKeptAfterSave = true;
 };
 
 }  // namespace tintara

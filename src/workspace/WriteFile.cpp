@@ -221,6 +221,28 @@ class Temporary {
     int Fd() const { return m_fd; }
     const fs::path& Path() const { return m_path; }
 
+    // Puts `source` itself in the empty temporary's place, as a second name of the same file, so
+    // that a failure from here on leaves the source as it was. False, with the empty temporary
+    // still there, where that cannot be (another file system, one without hard links).
+    bool TakeOver(const fs::path& source) {
+        ::close(m_fd);
+        m_fd = -1;
+        ::unlink(m_path.c_str());
+        if (::link(source.c_str(), m_path.c_str()) == 0) {
+            m_fd = ::open(m_path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC);
+            if (m_fd < 0)
+                Fail(m_target, Reason(errno));
+            return true;
+        }
+        m_fd = ::open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
+        if (m_fd < 0) {
+            const int error = errno;
+            m_path.clear();
+            Fail(m_target, Reason(error));
+        }
+        return false;
+    }
+
     // Gives the new file the permissions (and, where allowed, the owner) of the one it replaces.
     void Adopt(const struct stat& old) {
         if (::geteuid() == 0 && (old.st_uid != ::geteuid() || old.st_gid != ::getegid())) {
@@ -267,7 +289,7 @@ namespace {
 // Everything a replacement does around the writing itself, which `fill` does into the temporary.
 // `byPath`: the producer opens the temporary itself, so its owner must be able to read and write it
 // while it is filled, whatever the permissions it takes over in the end.
-void Replace(const fs::path& target, bool byPath, const std::function<void(Temporary&)>& fill,
+void Replace(const fs::path& target, bool byPath, const std::function<bool(Temporary&)>& fill,
              Durability durability = Durability::kDurable) {
     IgnoreFileSizeSignal();
     if (target.empty())
@@ -301,8 +323,9 @@ void Replace(const fs::path& target, bool byPath, const std::function<void(Tempo
             during.st_mode |= 0600;
         temp.Adopt(during);
     }
-    fill(temp);
-    if (widened)
+    // A fill that put another file in the temporary's place gives that file the old permissions.
+    const bool replaced = fill(temp);
+    if (widened || (exists && replaced))
         temp.Adopt(old);
     temp.Commit(resolved, durability);
     if (durability == Durability::kDurable)
@@ -369,6 +392,7 @@ void WriteFileAtomically(const fs::path& target,
             Fail(target, Reason(buffer.Error()));
         if (!out)
             Fail(target, "the data could not be written");
+        return false;
     });
 }
 
@@ -376,10 +400,18 @@ void WriteFileAtomicallyByPath(const fs::path& target,
                                const std::function<void(const fs::path& temporary)>& produce,
                                Durability durability) {
     Replace(
-        target, true, [&](Temporary& temp) { produce(temp.Path()); }, durability);
+        target, true,
+        [&](Temporary& temp) {
+            produce(temp.Path());
+            return false;
+        },
+        durability);
 }
 
-void CopyFileAtomically(const fs::path& source, const fs::path& target) {
+namespace {
+
+// Copies `source` into the temporary, naming the source when it is the read that fails.
+void CopyInto(const fs::path& source, const fs::path& target, Temporary& temp) {
     const int from = ::open(source.c_str(), O_RDONLY | O_CLOEXEC);
     if (from < 0)
         Fail(target, source.string() + " cannot be read (" + Reason(errno) + ")");
@@ -387,15 +419,36 @@ void CopyFileAtomically(const fs::path& source, const fs::path& target) {
         int fd;
         ~Closer() { ::close(fd); }
     } closer{from};
+    bool readFailed = false;
+    if (!CopyDescriptor(from, temp.Fd(), readFailed)) {
+        const int error = errno;
+        if (readFailed)
+            Fail(target, source.string() + " cannot be read (" + Reason(error) + ")");
+        Fail(target, Reason(error));
+    }
+}
+
+}  // namespace
+
+void CopyFileAtomically(const fs::path& source, const fs::path& target) {
+    if (::access(source.c_str(), R_OK) != 0)
+        Fail(target, source.string() + " cannot be read (" + Reason(errno) + ")");
     Replace(target, false, [&](Temporary& temp) {
-        bool readFailed = false;
-        if (!CopyDescriptor(from, temp.Fd(), readFailed)) {
-            const int error = errno;
-            if (readFailed)
-                Fail(target, source.string() + " cannot be read (" + Reason(error) + ")");
-            Fail(target, Reason(error));
-        }
+        CopyInto(source, target, temp);
+        return false;
     });
+}
+
+void MoveFileAtomically(const fs::path& source, const fs::path& target) {
+    if (::access(source.c_str(), R_OK) != 0)
+        Fail(target, source.string() + " cannot be read (" + Reason(errno) + ")");
+    Replace(target, false, [&](Temporary& temp) {
+        if (temp.TakeOver(source))
+            return true;
+        CopyInto(source, target, temp);
+        return false;
+    });
+    ::unlink(source.c_str());
 }
 
 void WriteFileAtomically(const fs::path& target, std::string_view bytes) {

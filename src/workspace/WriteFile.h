@@ -53,6 +53,13 @@ void WriteFileAtomicallyByPath(const std::filesystem::path& target,
 // source cannot be read.
 void CopyFileAtomically(const std::filesystem::path& source, const std::filesystem::path& target);
 
+// The same replacement with `source` itself, which is gone afterwards: for a file that is not
+// needed any more once it is in place (a conversion the program is about to drop). On the
+// target's file system the file is given the target's name rather than copied (its data is
+// synced first, as any new file's; so is the folder); elsewhere it is copied as above and then
+// removed. The replacement holds as for the copy; a failure leaves both files as they were.
+void MoveFileAtomically(const std::filesystem::path& source, const std::filesystem::path& target);
+
 // Throws the IoError the routine throws for a write to `target` that failed with errno `error`.
 [[noreturn]] void FailWrite(const std::filesystem::path& target, int error);
 

@@ -78,10 +78,13 @@ TEST(ProfileCorrector, PrecomputedCorrectionMatchesThePlainFormulaBitForBit) {
         c.SCIPresent = c.SCEPresent = true;
         ProfileCorrector corrector;
         corrector.Load(c);
-        // Every width this processor has: two points at a time always, four with AVX2.
+        // Every width this processor has: two points at a time always, four with AVX2, eight
+        // with AVX-512.
         std::vector<int> widths{2};
-        if (corrector.Width() == 4)
-            widths.push_back(4);
+        for (int wider : {4, 8}) {
+            if (corrector.Width() >= wider)
+                widths.push_back(wider);
+        }
         for (int width : widths)
             for (int curveNo = 0; curveNo < 50; ++curveNo) {
                 corrector.SetWidth(width);

@@ -258,6 +258,20 @@ TEST_F(RWSaveSetTest, TheCorrelatedFandeckIsTheConversionCopiedAndAFailedSaveKee
     EXPECT_THROW(rw.WriteCorrelatedResults(), IoError);
     EXPECT_NE(rw.LastError().find("corrected.wsv"), std::string::npos) << rw.LastError();
     EXPECT_EQ(bytes(dir / "corrected.wsv"), earlier);
+
+    // A conversion given up to the save becomes the file, and is no longer in hand.
+    ws.ConvertedCurvesFile = Store(TileSet(7, "XPIIXX", 197, 2, 4), "converted2.wsv");
+    ws.ConversionDone = ws.CorrelatedFandeckReady = true;
+    const std::string converted = bytes(ws.ConvertedCurvesFile);
+    const fs::path scratch = ws.ConvertedCurvesFile;
+    rw.SetConversionKeptAfterSave(false);
+    rw.WriteCorrelatedResults();
+    EXPECT_EQ(bytes(dir / "corrected.wsv"), converted);
+    EXPECT_FALSE(fs::exists(scratch));
+    EXPECT_TRUE(ws.ConvertedCurvesFile.empty());
+    EXPECT_FALSE(ws.ConversionDone || ws.CorrelatedFandeckReady);
+    EXPECT_THROW(rw.WriteCorrelatedResults(), IoError);
+    EXPECT_EQ(bytes(dir / "corrected.wsv"), converted);
 }
 
 }  // namespace

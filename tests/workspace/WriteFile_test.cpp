@@ -247,6 +247,59 @@ TEST(CopyFileAtomically, AFullDiskIsAMessageAndTheEarlierFileStays) {
     ::umount(mountPoint.c_str());
 }
 
+ino_t Inode(const fs::path& p) {
+    struct stat st {};
+    ::stat(p.c_str(), &st);
+    return st.st_ino;
+}
+
+TEST(MoveFileAtomically, PutsTheFileItselfInPlaceOrRefusesLeavingBothFiles) {
+    const auto dir = test::ScratchDir("WriteFile_Move");
+    const fs::path source = dir / "converted.wsv";
+    const fs::path file = dir / "correlated.wsv";
+    const std::string bytes = Pattern((3 << 20) + 777);
+    WriteFileAtomically(source, bytes);
+    const ino_t inode = Inode(source);
+    WriteFileAtomically(file, "earlier");
+    ::chmod(file.c_str(), 0640);
+    MoveFileAtomically(source, file);
+    EXPECT_EQ(test::Slurp(file), bytes);
+    EXPECT_EQ(Inode(file), inode);  // the same file, not a copy
+    EXPECT_EQ(Mode(file), 0640u);
+    EXPECT_FALSE(fs::exists(source));
+    EXPECT_EQ(Temporaries(dir), 0);
+
+    // Refused: a write-protected target, a folder that is not there, a source that is gone.
+    WriteFileAtomically(source, "the conversion");
+    ::chmod(file.c_str(), 0444);
+    EXPECT_THROW_WHAT(MoveFileAtomically(source, file), IoError, "write-protected");
+    EXPECT_THROW(MoveFileAtomically(source, dir / "nowhere" / "x.wsv"), IoError);
+    EXPECT_EQ(test::Slurp(source), "the conversion");
+    EXPECT_EQ(test::Slurp(file), bytes);
+    const std::string missing = (dir / "gone.wsv").string();
+    EXPECT_THROW_WHAT(MoveFileAtomically(missing, dir / "new.wsv"), IoError,
+                      missing + " cannot be read");
+    EXPECT_EQ(Temporaries(dir), 0);
+}
+
+TEST(MoveFileAtomically, FromAnotherFileSystemTheFileIsCopiedThenRemoved) {
+    const auto dir = test::ScratchDir("WriteFile_MoveAcross");
+    const fs::path shm = "/dev/shm";
+    struct stat here {}, there {};
+    if (::stat(dir.c_str(), &here) != 0 || ::stat(shm.c_str(), &there) != 0 ||
+        here.st_dev == there.st_dev || ::access(shm.c_str(), W_OK) != 0) {
+        GTEST_SKIP() << "no writable second file system at /dev/shm";
+    }
+    const fs::path source = shm / ("tintara-move-" + std::to_string(::getpid()) + ".wsv");
+    const std::string bytes = Pattern((1 << 20) + 3);
+    WriteFileAtomically(source, bytes);
+    const fs::path file = dir / "correlated.wsv";
+    MoveFileAtomically(source, file);
+    EXPECT_EQ(test::Slurp(file), bytes);
+    EXPECT_FALSE(fs::exists(source));
+    EXPECT_EQ(Temporaries(dir), 0);
+}
+
 TEST(WriteFileAtomically, AKilledWriterLeavesTheEarlierFileAndTheNextWriteClearsUp) {
     const auto dir = test::ScratchDir("WriteFile_Killed");
     const fs::path file = dir / "fandeck.wsv";
