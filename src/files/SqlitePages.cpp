@@ -49,6 +49,10 @@ void Put32(unsigned char* p, uint32_t v) {
         value = p[0];
         return 1;
     }
+    if (p + 1 < end && p[1] < 0x80) {
+        value = (uint64_t{p[0] & 0x7fu} << 7) | p[1];
+        return 2;
+    }
     uint64_t v = 0;
     for (int i = 0; i < 8; ++i) {
         if (p + i >= end)

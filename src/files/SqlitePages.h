@@ -62,6 +62,11 @@ inline int PutVarint(unsigned char* out, uint64_t value) {
         out[0] = static_cast<unsigned char>(value);
         return 1;
     }
+    if (value <= 0x3fff) {  // a curve's serial type, a record's size
+        out[0] = static_cast<unsigned char>((value >> 7) | 0x80);
+        out[1] = static_cast<unsigned char>(value & 0x7f);
+        return 2;
+    }
     return PutLongVarint(out, value);
 }
 
