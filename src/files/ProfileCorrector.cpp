@@ -13,10 +13,11 @@ namespace {
 // The most points Correct takes at a time on this processor (see ProfileCorrector::Width).
 int WidestWidth() {
 #if defined(__x86_64__)
-    static const int width =
-        __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") ? 8
-        : __builtin_cpu_supports("avx2")                                         ? 4
-                                                                                 : 2;
+    static const int width = [] {
+        if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq"))
+            return 8;
+        return __builtin_cpu_supports("avx2") ? 4 : 2;
+    }();
     return width;
 #else
     return 2;

@@ -537,8 +537,7 @@ void Store(const SaveSetData& header, const RecordFeed& next, const fs::path& fi
            Durability durability, RecordPath path) {
     CheckHeader(header, file);
     WriteFileAtomicallyByPath(
-        file,
-        [&](const fs::path& temporary) { Writer(file, temporary).Write(header, next, path); },
+        file, [&](const fs::path& temporary) { Writer(file, temporary).Write(header, next, path); },
         durability);
 }
 
@@ -735,8 +734,8 @@ struct SaveSetReader::Impl {
         int i = 0;
         d.Version = Short(Column(s.stmt, i++), "the header's version");
         d.FileType = Short(Column(s.stmt, i++), "the header's file type");
-        d.NumAngles =
-            static_cast<int16_t>(Integer(Column(s.stmt, i++), "the header's angle count", 1, kMaxAngles));
+        d.NumAngles = static_cast<int16_t>(
+            Integer(Column(s.stmt, i++), "the header's angle count", 1, kMaxAngles));
         for (int k = 0; k < 3; ++k) {
             d.AngleTypes[k] = Short(Column(s.stmt, i++), {"angle type", k + 1});
         }
@@ -838,8 +837,9 @@ struct SaveSetReader::Impl {
                                "'records';",
                                -1, &root.stmt, nullptr) != SQLITE_OK ||
             sqlite3_step(root.stmt) != SQLITE_ROW ||
-            sqlite3_prepare_v2(m_db.db, "SELECT group_concat(name, ', '), sum(pk) FROM "
-                                        "(SELECT name, pk FROM pragma_table_info('records'));",
+            sqlite3_prepare_v2(m_db.db,
+                               "SELECT group_concat(name, ', '), sum(pk) FROM "
+                               "(SELECT name, pk FROM pragma_table_info('records'));",
                                -1, &columns.stmt, nullptr) != SQLITE_OK ||
             sqlite3_step(columns.stmt) != SQLITE_ROW) {
             return;

@@ -439,8 +439,8 @@ void TableAppend::WriteAt(const unsigned char* bytes, std::size_t left, int64_t 
 
 // Fills in a page's b-tree header and clears the gap between its cell pointers and its cells, so
 // the page holds nothing but what it says.
-void TableAppend::ClosePage(std::vector<unsigned char>& page, unsigned cells,
-                            unsigned contentStart, unsigned char flag) const {
+void TableAppend::ClosePage(std::vector<unsigned char>& page, unsigned cells, unsigned contentStart,
+                            unsigned char flag) const {
     unsigned char* p = page.data();
     const unsigned headerBytes = flag == kLeafTable ? 8 : 12;
     p[0] = flag;

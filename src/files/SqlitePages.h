@@ -82,12 +82,12 @@ inline void PutInteger(unsigned char* out, uint32_t serialType, int64_t value) {
 // Walks a rowid table's b-tree in rowid order, one page at a time with pread.
 //
 // Contract: it understands well-formed pages only. Whenever the file, a page or a row is not
-// what it expects (a page that is its own ancestor, rowids out of order included) (another journal mode, a page that breaks the format, an unreadable page) Next
-// answers kStopped and stays stopped; the caller then carries on through SQLite from the row it
-// had reached, so a file this scan does not take reads exactly as SQLite reads it. The caller
-// holds a read transaction on the database for as long as it scans, so nobody writes the file
-// meanwhile. Memory: the pages on the way from the root to the current leaf, plus one row's
-// payload when the row spills to overflow pages.
+// what it expects (another journal mode, a page that breaks the format, an unreadable page, a
+// page that is its own ancestor, rowids out of order) Next answers kStopped and stays stopped; the
+// caller then carries on through SQLite from the row it had reached, so a file this scan does not
+// take reads exactly as SQLite reads it. The caller holds a read transaction on the database for
+// as long as it scans, so nobody writes the file meanwhile. Memory: the pages on the way from the
+// root to the current leaf, plus one row's payload when the row spills to overflow pages.
 class TableScan {
   public:
     // Reads through `fd`, the database file open for reading, which the caller closes after the

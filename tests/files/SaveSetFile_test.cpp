@@ -251,7 +251,9 @@ TEST(SaveSetStorage, RefusesFilesThatAreNotReadableSaveSets) {
 
     // A refusal leaves no file open behind it (a batch of refused files must not run the
     // process out of descriptors).
-    const auto openFiles = [] { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); };
+    const auto openFiles = [] {
+        return std::distance(fs::directory_iterator("/proc/self/fd"), {});
+    };
     const auto before = openFiles();
     for (int k = 0; k < 20; ++k) {
         for (const char* name : {"text.wsv", "foreign.wsv", "newer.wsv"})

@@ -80,7 +80,8 @@ std::string Record(const Row& row) {
     std::string header;
     for (uint32_t t : types) {
         unsigned char buffer[9];
-        header.append(reinterpret_cast<char*>(buffer), static_cast<std::size_t>(PutVarint(buffer, t)));
+        header.append(reinterpret_cast<char*>(buffer),
+                      static_cast<std::size_t>(PutVarint(buffer, t)));
     }
     std::string out(1, static_cast<char>(header.size() + 1));
     out += header;
@@ -177,15 +178,25 @@ Scanned Scan(const fs::path& file, uint32_t root, std::size_t giveUpAfter = 1000
 // numbers, texts and blobs up to several pages: around the largest payload a leaf keeps whole
 // and the sizes that fill an exact number of overflow pages.
 std::vector<Row> VariedRows(int pageSize, int plain) {
-    const int64_t ints[] = {0,          1,           -1,          127,        128,
-                            -129,       32767,       32768,       8388607,    -8388609,
-                            2147483647, 2147483648,  140737488355327,        140737488355328,
-                            std::numeric_limits<int64_t>::min(), std::numeric_limits<int64_t>::max()};
+    const int64_t ints[] = {0,
+                            1,
+                            -1,
+                            127,
+                            128,
+                            -129,
+                            32767,
+                            32768,
+                            8388607,
+                            -8388609,
+                            2147483647,
+                            2147483648,
+                            140737488355327,
+                            140737488355328,
+                            std::numeric_limits<int64_t>::min(),
+                            std::numeric_limits<int64_t>::max()};
     std::vector<Row> rows;
     int64_t id = -5;
-    auto add = [&](std::vector<Value> columns) {
-        rows.push_back({id, std::move(columns)});
-    };
+    auto add = [&](std::vector<Value> columns) { rows.push_back({id, std::move(columns)}); };
     for (int k = 0; k < plain; ++k, ++id) {
         add({Integer(ints[k % 16]), Real(k * 0.1 - 3.0), Text("name " + std::to_string(k)),
              Blob(std::string(static_cast<std::size_t>(k % 90), static_cast<char>(k)))});
@@ -195,8 +206,9 @@ std::vector<Row> VariedRows(int pageSize, int plain) {
         add({Value{}, Value{}, Value{}, Blob(std::string(static_cast<std::size_t>(size), 'x'))});
     for (int pages = 1; pages <= 3; ++pages) {
         for (int delta = -2; delta <= 2; ++delta, ++id) {
-            add({Integer(id), Real(-0.0), Text(std::string(
-                 static_cast<std::size_t>(pages * (usable - 4) + delta + 500), 'T')),
+            add({Integer(id), Real(-0.0),
+                 Text(std::string(static_cast<std::size_t>(pages * (usable - 4) + delta + 500),
+                                  'T')),
                  Value{}});
         }
     }
@@ -260,8 +272,9 @@ fs::path MakeWornTable(const fs::path& dir, int pageSize, uint32_t& root) {
                ", printf('%." + std::to_string(k % 7 == 0 ? 3 * pageSize : k % 50) +
                "c', 'n'), randomblob(" + std::to_string(k % 11 == 0 ? pageSize : k % 200) + "));";
     }
-    sql += "DELETE FROM t WHERE id % 4 = 0; UPDATE t SET s = s || s WHERE id % 5 = 1;"
-           "UPDATE t SET b = NULL, s = NULL WHERE id % 9 = 2; COMMIT;";
+    sql +=
+        "DELETE FROM t WHERE id % 4 = 0; UPDATE t SET s = s || s WHERE id % 5 = 1;"
+        "UPDATE t SET b = NULL, s = NULL WHERE id % 9 = 2; COMMIT;";
     test::ExecSql(file, sql);
     return file;
 }

@@ -323,7 +323,10 @@ TEST(MainWindow, LongWorkShowsBusyCursorAndProgressThatPauseForDialogs) {
         busyDuringMessage = QApplication::overrideCursor() != nullptr;
         return kResultOk;
     };
-    ui.ShowMessage(MessageBoxRequest{"T", "x"});
+    MessageBoxRequest request;
+    request.Title = "T";
+    request.Text = "x";
+    ui.ShowMessage(request);
     EXPECT_FALSE(busyDuringMessage);
     EXPECT_TRUE(ui.Busy());
 

@@ -285,7 +285,8 @@ TEST(MoveFileAtomically, PutsTheFileItselfInPlaceOrRefusesLeavingBothFiles) {
 TEST(MoveFileAtomically, FromAnotherFileSystemTheFileIsCopiedThenRemoved) {
     const auto dir = test::ScratchDir("WriteFile_MoveAcross");
     const fs::path shm = "/dev/shm";
-    struct stat here {}, there {};
+    struct stat here {
+    }, there{};
     if (::stat(dir.c_str(), &here) != 0 || ::stat(shm.c_str(), &there) != 0 ||
         here.st_dev == there.st_dev || ::access(shm.c_str(), W_OK) != 0) {
         GTEST_SKIP() << "no writable second file system at /dev/shm";
