@@ -22,7 +22,8 @@ namespace fs = std::filesystem;
 constexpr std::size_t kFileHeaderBytes = 100;
 constexpr unsigned char kInteriorTable = 0x05;
 constexpr unsigned char kLeafTable = 0x0D;
-constexpr std::size_t kMaxDepth = 40;  // far deeper than any b-tree of 2^32 pages
+constexpr std::size_t kMaxDepth = 40;      // far deeper than any b-tree of 2^32 pages
+constexpr std::size_t kMaxColumns = 2000;  // SQLite's own limit on a table's columns
 
 uint32_t Get16(const unsigned char* p) {
     return static_cast<uint32_t>(p[0]) << 8 | p[1];
@@ -302,6 +303,10 @@ bool TableScan::ReadCell(const Page& leaf, unsigned index) {
     const bool spills = local < payload;
     if (cell + local + (spills ? 4 : 0) > end)
         return false;
+    // A chain of overflow pages is no longer than the file: the claimed size is checked before
+    // room is made for it.
+    if (spills && (payload - local) / (m_usable - 4) >= m_pageCount)
+        return false;
     if (!spills)
         return ParseRecord(cell, payload);
 
@@ -340,6 +345,8 @@ bool TableScan::ParseRecord(const unsigned char* payload, std::size_t size) {
         type += n;
         const std::size_t bytes = SerialTypeBytes(static_cast<uint32_t>(serial));
         if (bytes > static_cast<std::size_t>(end - body))
+            return false;
+        if (m_columns.size() == kMaxColumns)
             return false;
         StoredValue& v = m_columns.emplace_back();
         if (serial == 0) {
