@@ -374,6 +374,30 @@ class Writer {
         Step(s.stmt);
     }
 
+    // Whether a record's curve at angle position 1 is stored. A one-angle save set may still
+    // carry one (a correlated fandeck writes both positions); an all-zero second curve is what
+    // an unwritten one reads as.
+    static bool HoldsSecondCurve(const SaveSetData& header, const SaveSetRecord& rec) {
+        return header.NumAngles >= 2 || !AllZero(rec.Curves[1]);
+    }
+
+    // Encodes record `ordinal`'s curves into `curve0` and (when `second`) `curve1`, and returns
+    // its checksum; refuses the record, naming it, when a value is not finite.
+    int64_t StoreCurves(const SaveSetRecord& rec, int64_t ordinal, bool second,
+                        unsigned char* curve0, unsigned char* curve1) const {
+        Checksum checksum = RecordFieldsChecksum(rec, ordinal);
+        bool finite = checksum.CurveToStore(rec.Curves[0], curve0);
+        if (second) {
+            finite &= checksum.CurveToStore(rec.Curves[1], curve1);
+        } else {
+            finite &= AllFinite(rec.Curves[1]);
+            checksum.Int(-1);
+        }
+        if (!finite)
+            CheckRecord(rec, ordinal, m_target);  // refuses it, naming the record
+        return checksum.Value();
+    }
+
     // A record ready to be inserted: its texts copied (the feed reuses its record), its curves
     // encoded, its checksum taken.
     struct Row {
@@ -439,20 +463,9 @@ class Writer {
             row.status = rec->Status;
             row.instrument = rec->Instrument;
             row.time = rec->Time;
-            Checksum checksum = RecordFieldsChecksum(*rec, r);
-            bool finite = checksum.CurveToStore(rec->Curves[0], row.curve0.data());
-            // A one-angle save set may still carry a second curve (a correlated fandeck writes
-            // both positions); an all-zero second curve is what an unwritten one reads as.
-            row.secondCurve = header.NumAngles >= 2 || !AllZero(rec->Curves[1]);
-            if (row.secondCurve) {
-                finite &= checksum.CurveToStore(rec->Curves[1], row.curve1.data());
-            } else {
-                finite &= AllFinite(rec->Curves[1]);
-                checksum.Int(-1);
-            }
-            if (!finite)
-                CheckRecord(*rec, r, m_target);  // refuses it, naming the record
-            row.checksum = checksum.Value();
+            row.secondCurve = HoldsSecondCurve(header, *rec);
+            row.checksum =
+                StoreCurves(*rec, r, row.secondCurve, row.curve0.data(), row.curve1.data());
             if (++pending == kRowsPerInsert) {
                 Insert(full.stmt, rows, pending);
                 pending = 0;
@@ -481,7 +494,7 @@ class Writer {
                 break;
             const std::string* texts[5] = {&rec->Name, &rec->Name2, &rec->System, &rec->Notes,
                                            &rec->Status};
-            const bool secondCurve = header.NumAngles >= 2 || !AllZero(rec->Curves[1]);
+            const bool secondCurve = HoldsSecondCurve(header, *rec);
             uint32_t types[11];
             types[0] = 0;
             for (int t = 0; t < 5; ++t)
@@ -498,8 +511,7 @@ class Writer {
                 bodyBytes += SerialTypeBytes(type);
             }
             // Eleven serial types take at most 99 bytes, so the header's own size is one byte.
-            unsigned char* out = table.Row(r, headerBytes + bodyBytes);
-            unsigned char* at = out;
+            unsigned char* at = table.Row(r, headerBytes + bodyBytes);
             *at++ = static_cast<unsigned char>(headerBytes);
             for (uint32_t type : types)
                 at += PutVarint(at, type);
@@ -511,19 +523,9 @@ class Writer {
             at += SerialTypeBytes(types[6]);
             PutInteger(at, types[7], rec->Time);
             at += SerialTypeBytes(types[7]);
-            Checksum checksum = RecordFieldsChecksum(*rec, r);
-            bool finite = checksum.CurveToStore(rec->Curves[0], at);
-            at += kCurveBytes;
-            if (secondCurve) {
-                finite &= checksum.CurveToStore(rec->Curves[1], at);
-                at += kCurveBytes;
-            } else {
-                finite &= AllFinite(rec->Curves[1]);
-                checksum.Int(-1);
-            }
-            if (!finite)
-                CheckRecord(*rec, r, m_target);  // refuses it, naming the record
-            PutInteger(at, kChecksumType, checksum.Value());
+            const int64_t checksum = StoreCurves(*rec, r, secondCurve, at, at + kCurveBytes);
+            at += SerialTypeBytes(types[8]) + SerialTypeBytes(types[9]);
+            PutInteger(at, kChecksumType, checksum);
         }
         table.Finish();
     }

@@ -167,6 +167,8 @@ TableScan::Step TableScan::Stop() {
     return Step::kStopped;
 }
 
+// Page 1 (the schema, behind the file header) is never a page of a user's table, so every page
+// read here has its b-tree header at byte 0.
 bool TableScan::ReadPage(uint32_t number, Page& page) {
     if (number < 2 || number > m_pageCount)
         return false;
@@ -177,7 +179,6 @@ bool TableScan::ReadPage(uint32_t number, Page& page) {
         return false;
     }
     page.number = number;
-    page.header = 0;
     page.next = 0;
     return true;
 }
@@ -186,15 +187,14 @@ bool TableScan::ReadPage(uint32_t number, Page& page) {
 // content area, the free blocks in order inside the page.
 bool TableScan::CheckPage(Page& page, bool leaf) {
     const unsigned char* p = page.bytes.data();
-    const unsigned h = page.header;
-    page.cells = Get16(p + h + 3);
-    uint32_t contentStart = Get16(p + h + 5);
+    page.cells = Get16(p + 3);
+    uint32_t contentStart = Get16(p + 5);
     if (contentStart == 0)
         contentStart = 65536;
-    const uint32_t pointersEnd = h + (leaf ? 8 : 12) + 2 * page.cells;
+    const uint32_t pointersEnd = (leaf ? 8 : 12) + 2 * page.cells;
     if (pointersEnd > contentStart || contentStart > m_usable)
         return false;
-    uint32_t block = Get16(p + h + 1);
+    uint32_t block = Get16(p + 1);
     while (block != 0) {
         if (block < contentStart || block + 4 > m_usable)
             return false;
@@ -222,16 +222,16 @@ bool TableScan::Descend(uint32_t number) {
         Page& page = m_path[m_depth++];
         if (!ReadPage(number, page))
             return false;
-        const unsigned char flag = page.bytes[page.header];
+        const unsigned char flag = page.bytes[0];
         if (flag == kLeafTable)
             return CheckPage(page, true);
         if (flag != kInteriorTable || !CheckPage(page, false))
             return false;
         // The first child: cell 0's, or the right-most when there are no cells.
         if (page.cells == 0) {
-            number = Get32(page.bytes.data() + page.header + 8);
+            number = Get32(page.bytes.data() + 8);
         } else {
-            const uint32_t cell = Get16(page.bytes.data() + page.header + 12);
+            const uint32_t cell = Get16(page.bytes.data() + 12);
             if (cell + 4 > m_usable)
                 return false;
             number = Get32(page.bytes.data() + cell);
@@ -265,9 +265,9 @@ TableScan::Step TableScan::Next() {
         const unsigned char* p = parent.bytes.data();
         uint32_t child;
         if (parent.next == parent.cells) {
-            child = Get32(p + parent.header + 8);
+            child = Get32(p + 8);
         } else {
-            const uint32_t cell = Get16(p + parent.header + 12 + 2 * parent.next);
+            const uint32_t cell = Get16(p + 12 + 2 * parent.next);
             if (cell + 4 > m_usable)
                 return Stop();
             child = Get32(p + cell);
@@ -281,8 +281,8 @@ TableScan::Step TableScan::Next() {
 bool TableScan::ReadCell(const Page& leaf, unsigned index) {
     const unsigned char* page = leaf.bytes.data();
     const unsigned char* end = page + m_usable;
-    const uint32_t at = Get16(page + leaf.header + 8 + 2 * index);
-    if (at < leaf.header + 8 + 2 * leaf.cells || at >= m_usable)
+    const uint32_t at = Get16(page + 8 + 2 * index);
+    if (at < 8 + 2 * leaf.cells || at >= m_usable)
         return false;
     const unsigned char* cell = page + at;
     uint64_t payload = 0;

@@ -112,7 +112,6 @@ class TableScan {
     struct Page {
         uint32_t number = 0;
         std::vector<unsigned char> bytes;
-        unsigned header = 0;  // where the b-tree page header starts (100 on page 1)
         unsigned cells = 0;
         unsigned next = 0;  // the next cell (interior pages: the right-most child once == cells)
     };
